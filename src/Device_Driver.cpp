@@ -1,0 +1,1 @@
+#include "Device_Driver.h"

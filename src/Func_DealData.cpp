@@ -1,0 +1,1 @@
+#include "Func_DealData.h"
