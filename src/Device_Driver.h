@@ -18,6 +18,9 @@ struct EXTENDVAR {
     QByteArray data;
 };
 
+/// Protocol::replyLength of a read or write until DataCom() has learned it.
+const qint32 kReplyLengthUnknown = -1;
+
 /// Where the request in flight came from, Device_Driver::servedQueue.
 enum ServedQueue {
     kServedCyclicRead = 0,
@@ -82,6 +85,9 @@ int Ethernetcontains(int station);
 /// Resolves var's tag: array or single value, first element, count; and makes sure that its station
 /// holds a type header for it. Always 1. Takes stationStoreMutex.
 int updateRwVar(RW_VAR* var);
+
+/// Moves the front entry of a list that is not empty to its back. Caller holds queueMutex.
+void moveFrontToBack(QList<RW_VAR>& list);
 
 // --- Reply dispatch, used by DataCom() ---
 

@@ -15,8 +15,11 @@ const int kMaxAnswerBytes = 2 * kMaxTagImageBytes;
 /// frame can carry is left out of its request, which the controller then refuses.
 const int kMaxEncapsulationLength = 0xFFFF;
 
-/// Entries of a rebuilt read list. At 2 ms a reply a pass over that many takes nine minutes, which no
-/// screen means; a wild count in one address record would ask for a hundred million.
+/// The longest tag name that still leaves room for the fields of a request around it.
+const int kMaxTagNameLength = kMaxEncapsulationLength - 0xFF;
+
+/// Entries of a rebuilt read list. At 2 ms a reply a pass over that many takes nine minutes, which
+/// no screen means; a wild count in one address record would ask for a hundred million.
 const int kMaxReadListEntries = 256 * 1024;
 
 /// Writes or once-reads that may wait.

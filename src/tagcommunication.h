@@ -13,14 +13,12 @@
 
 /// What the driver knows of one station.
 struct PLCTAGCOMMUNICATION {
-    bool handshakeDone;                  ///< session registered and connection open
-    quint16 sequenceCount;               ///< of the next connected message; never 0 once advanced
-    QByteArray sessionHandle;            ///< empty, or 4 bytes as received
-    QByteArray connectionId;             ///< empty, or 4 bytes as received: O->T connection ID
+    bool handshakeDone = false;           ///< session registered and connection open
+    quint16 sequenceCount = 0;            ///< of the next connected message; never 0 once advanced
+    QByteArray sessionHandle;             ///< empty, or 4 bytes as received
+    QByteArray connectionId;              ///< empty, or 4 bytes as received: O->T connection ID
     QMap<QString, QByteArray> tagDataMap; ///< by tag: the bytes last read
     QMap<QString, QByteArray> tagTypeMap; ///< by tag: its type header
-
-    PLCTAGCOMMUNICATION() : handshakeDone(false), sequenceCount(0) {}
 };
 
 /// All stations by number. Looking one up with [] creates it. Guarded by stationStoreMutex.
@@ -39,7 +37,7 @@ enum TypeHeader {
     kTypeMarker = 3,
     kTypeHeaderSize = 4
 };
-const quint8 kTypeUnknown = 0xFF;       ///< register type of a tag that was never read
+const quint8 kTypeUnknown = 0xFF;        ///< register type of a tag that was never read
 const quint8 kTypeHeaderComplete = 0xFF; ///< marker: the header comes from a reply
 
 /// True when the header comes from a reply, so that the tag's type is known.
@@ -69,8 +67,8 @@ extern int (*secondsSinceMidnight)();
 /// queueMutex and has checked that no request is pending.
 int HandshakeFunction(const int& station);
 
-/// Judges a handshake reply by its length and keeps its session handle or connection ID. 1 accepted,
-/// 0 refused.
+/// Judges a handshake reply by its length and keeps its session handle or connection ID. 1
+/// accepted, 0 refused.
 int HandshakeFunctionCheck(const QByteArray* reply);
 
 /// Marks the station connected, or forgets its session and all its tags. Always 1.

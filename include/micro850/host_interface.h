@@ -5,18 +5,17 @@
 //   1. Entry points have C linkage. A host finds them by name in libmicro850.so, or links them.
 //   2. The library opens no socket and starts no thread. The host sends what ComCommunication()
 //      returns over its own TCP link (port 44818) and hands each reply to DataCom().
-//   3. Strings, byte arrays and lists are implicitly shared Qt values, one pointer each in Qt 4.8 and
-//      Qt 5. Host and driver must run on the same QtCore.
-//   4. Records are copied at the interface. The host keeps its own; pointers that the library returns
-//      stay the library's and live as long as the function says.
+//   3. Strings, byte arrays and lists are implicitly shared Qt values, one pointer each in Qt 4.8
+//      and Qt 5. Host and driver must run on the same QtCore.
+//   4. Records are copied at the interface. The host keeps its own; pointers that the library
+//      returns stay the library's and live as long as the function says.
 //   5. No function throws. A null pointer where a record is expected makes the call do nothing.
 //   6. Value bytes are little-endian, as a controller sends them.
 //
-// Threads
-//   One communication thread calls ComCommunication() and DataCom(), alternately. Any other host
-//   thread may call the remaining entry points at the same time, except those marked "before the
-//   cycle starts". Callbacks run on the communication thread with the queue lock held: they note the
-//   event and return, and never call back into the library.
+// Threads One communication thread calls ComCommunication() and DataCom(), alternately. Any other
+// host thread may call the remaining entry points at the same time, except those marked "before the
+// cycle starts". Callbacks run on the communication thread with the queue lock held: they note the
+// event and return, and never call back into the library.
 
 #ifndef MICRO850_HOST_INTERFACE_H
 #define MICRO850_HOST_INTERFACE_H
@@ -30,7 +29,7 @@
 #include <cstddef>
 
 // ---------------------------------------------------------------------------------------------
-// Records. Offsets are part of the interface on 32-bit machines, where every field takes four bytes.
+// Records. Their offsets on 32-bit machines, where every field takes four bytes, are fixed.
 // ---------------------------------------------------------------------------------------------
 
 /// What the driver does with a good reply, RW_VAR::accessKind. Any other value makes a reply fail.
@@ -41,94 +40,87 @@ enum AccessKind {
 
 /// One host variable, 60 bytes on 32-bit machines.
 struct RW_VAR {
-    qint32 hostArea;    ///< the host's area code; 1..11 also pick the failure code, see DataCom()
-    qint32 hostAddress; ///< with hostArea, the host's identity of the variable, given to callbacks
-    qint32 accessKind;  ///< an AccessKind
-    qint32 hostWord3;   ///< the host's own; carried unchanged
-    qint32 deviceNo;    ///< equal to COM_INFO::localDeviceNo for variables the driver stores itself
-    qint32 result;      ///< a return code, in the record that DataCom() returns
-    QString tagName;    ///< controller tag; global variables only, one spelling per tag
-    QString indexText;  ///< first element as decimal text; "" and text that is no number mean 0
-    qint32 dataKind;    ///< part of the key of a waiting write; give every tag its own
-    qint32 startIndex;  ///< first element; set from indexText when the tag is resolved
-    qint32 station;     ///< controller number, any integer
-    qint32 count;       ///< elements; 16-bit words for 32-bit and 64-bit tags
-    qint32 isArrayTag;  ///< 1 when the tag was resolved as an array, else 0
-    qint32 onceFlag;    ///< 1 for a once-read, 0 for a cyclic read, 2 from SetRegisterData()
-    QByteArray data;    ///< the value to write, in 16-bit words, low byte first
-
-    RW_VAR()
-        : hostArea(0), hostAddress(0), accessKind(kStoreReply), hostWord3(0), deviceNo(0), result(0),
-          dataKind(0), startIndex(0), station(0), count(0), isArrayTag(0), onceFlag(0)
-    {
-    }
+    qint32 hostArea = 0;             ///< the host's area code; 1..11 also pick the failure code
+    qint32 hostAddress = 0;          ///< with hostArea, the host's identity of the variable
+    qint32 accessKind = kStoreReply; ///< an AccessKind
+    qint32 hostWord3 = 0;            ///< the host's own; carried unchanged
+    qint32 deviceNo = 0;             ///< COM_INFO::localDeviceNo marks the driver's own variables
+    qint32 result = 0;               ///< a return code, in the record that DataCom() returns
+    QString tagName;       ///< controller tag; global variables only, one spelling per tag
+    QString indexText;     ///< first element as decimal text; "" and text that is no number mean 0
+    qint32 dataKind = 0;   ///< part of the key of a waiting write; give every tag its own
+    qint32 startIndex = 0; ///< first element; set from indexText when the tag is resolved
+    qint32 station = 0;    ///< controller number, any integer
+    qint32 count = 0;      ///< elements; 16-bit words for 32-bit and 64-bit tags
+    qint32 isArrayTag = 0; ///< 1 when the tag was resolved as an array, else 0
+    qint32 onceFlag = 0;   ///< 1 for a once-read, 0 for a cyclic read, 2 from SetRegisterData()
+    QByteArray data;       ///< the value to write, in 16-bit words, low byte first
 };
+
+static_assert(sizeof(void*) != 4 ||
+                  (sizeof(RW_VAR) == 60 && offsetof(RW_VAR, tagName) == 24 &&
+                   offsetof(RW_VAR, dataKind) == 32 && offsetof(RW_VAR, data) == 56),
+              "hosts build this record by its offsets");
 
 /// One prepared request, 92 bytes on 32-bit machines. The library owns it; the host reads it.
 struct Protocol {
-    QByteArray frame;        ///< the bytes to send, complete with encapsulation header
-    qint32 frameLength;      ///< their number
-    qint32 replyLength;      ///< expected reply length in bytes; -1 until DataCom() has learned it
-    qint32 fixedReplyLength; ///< offset of the value bytes in the reply: 52 for a read, else 0
-    qint32 requestFlags;     ///< always 0
-    RW_VAR var;              ///< the variable served; a handshake request sets only its station
-    qint32 reserved0;        ///< 0
-    qint32 reserved1;        ///< 0
-    qint32 reserved2;        ///< 0
-
-    Protocol()
-        : frameLength(0), replyLength(0), fixedReplyLength(0), requestFlags(0), reserved0(0),
-          reserved1(0), reserved2(0)
-    {
-    }
+    QByteArray frame;       ///< the bytes to send, complete with encapsulation header
+    qint32 frameLength = 0; ///< their number
+    qint32 replyLength = 0; ///< expected reply length in bytes; -1 until DataCom() has learned it
+    qint32 fixedReplyLength = 0; ///< offset of the value bytes in the reply: 52 for a read, else 0
+    qint32 requestFlags = 0;     ///< always 0
+    RW_VAR var;                  ///< the variable served; a handshake request sets only its station
+    qint32 reserved0 = 0;        ///< 0
+    qint32 reserved1 = 0;        ///< 0
+    qint32 reserved2 = 0;        ///< 0
 };
+
+static_assert(sizeof(void*) != 4 || (sizeof(Protocol) == 92 && offsetof(Protocol, var) == 20 &&
+                                     offsetof(Protocol, reserved0) == 80),
+              "hosts read this record by its offsets");
 
 /// A tag name that the host knows, with its kind. See PassVarName().
 struct varName {
     QString name;
-    qint32 kind;          ///< 2 marks an array tag
-    qint32 hostWord;      ///< the host's own; carried unchanged
+    qint32 kind = 0;      ///< 2 marks an array tag
+    qint32 hostWord = 0;  ///< the host's own; carried unchanged
     QStringList elements; ///< the host's own; carried unchanged
-
-    varName() : kind(0), hostWord(0) {}
 };
 
 /// One address on a screen, as ReCreatReadVarList() takes it. 20 bytes on 32-bit machines.
 struct ADDRESS_RECORD {
-    quint8 hostByte0;    ///< the host's own
-    quint8 dataKind;     ///< becomes RW_VAR::dataKind
-    quint8 hostBytes[6]; ///< the host's own
-    QString indexText;   ///< first element as decimal text
-    QString tagName;     ///< controller tag
-    qint32 count;        ///< elements
-
-    ADDRESS_RECORD() : hostByte0(0), dataKind(0), hostBytes(), count(0) {}
+    quint8 hostByte0 = 0;     ///< the host's own
+    quint8 dataKind = 0;      ///< becomes RW_VAR::dataKind
+    quint8 hostBytes[6] = {}; ///< the host's own
+    QString indexText;        ///< first element as decimal text
+    QString tagName;          ///< controller tag
+    qint32 count = 0;         ///< elements
 };
+
+static_assert(offsetof(ADDRESS_RECORD, dataKind) == 1 &&
+                  (sizeof(void*) != 4 ||
+                   (sizeof(ADDRESS_RECORD) == 20 && offsetof(ADDRESS_RECORD, indexText) == 8 &&
+                    offsetof(ADDRESS_RECORD, tagName) == 12 &&
+                    offsetof(ADDRESS_RECORD, count) == 16)),
+              "hosts build this record by its offsets");
 
 /// Settings and status, shared between host and driver for the library's whole life. The host owns
 /// it and must keep it alive. All words are 32-bit signed; 76 bytes on every machine.
 struct COM_INFO {
-    qint32 hostWords[6];   ///< the host's own; never touched
-    qint32 defaultStation; ///< host: station of rebuilt and once-read variables, see multiStation
-    qint32 retryLimit;     ///< host: how often a failed request is sent again
-    qint32 failCount;      ///< driver: failures so far; a success does not clear it, the host may
-    qint32 multiStation;   ///< host: nonzero when variables carry their own station numbers
-    qint32 linkWord0;      ///< host; set to 0 by SetComInfo()
-    qint32 framesExpected; ///< driver: 2 for a handshake, 1 for a read or write
-    qint32 framesAnswered; ///< driver: frames of the current transaction answered so far
-    qint32 linkWord1;      ///< host; set to 0 by SetComInfo()
-    qint32 remoteMode;     ///< host: nonzero when another device serves the variables; keep it 0
-    qint32 localDeviceNo;  ///< host: the deviceNo of variables that the driver stores
-    qint32 writeMode;      ///< host: 2 lets SetRegisterData() write to controllers
-    qint32 scanDone;       ///< driver: 1 after a full pass of the read list, or when it is empty
-    qint32 hostHandle;     ///< host: given back as the first argument of the done callback
-
-    COM_INFO()
-        : hostWords(), defaultStation(0), retryLimit(0), failCount(0), multiStation(0), linkWord0(0),
-          framesExpected(0), framesAnswered(0), linkWord1(0), remoteMode(0), localDeviceNo(0),
-          writeMode(0), scanDone(0), hostHandle(0)
-    {
-    }
+    qint32 hostWords[6] = {};  ///< the host's own; never touched
+    qint32 defaultStation = 0; ///< host: station of variables that carry none
+    qint32 retryLimit = 0;     ///< host: how often a failed request is sent again
+    qint32 failCount = 0;    ///< driver: failures so far; a success does not clear it, the host may
+    qint32 multiStation = 0; ///< host: nonzero when variables carry their own station numbers
+    qint32 linkWord0 = 0;    ///< host; set to 0 by SetComInfo()
+    qint32 framesExpected = 0; ///< driver: 2 for a handshake, 1 for a read or write
+    qint32 framesAnswered = 0; ///< driver: frames of the current transaction answered so far
+    qint32 linkWord1 = 0;      ///< host; set to 0 by SetComInfo()
+    qint32 remoteMode = 0;    ///< host: nonzero when another device serves the variables; keep it 0
+    qint32 localDeviceNo = 0; ///< host: the deviceNo of variables that the driver stores
+    qint32 writeMode = 0;     ///< host: 2 lets SetRegisterData() write to controllers
+    qint32 scanDone = 0;      ///< driver: 1 after a full pass of the read list, or when it is empty
+    qint32 hostHandle = 0;    ///< host: given back as the first argument of the done callback
 };
 
 static_assert(sizeof(COM_INFO) == 76, "the host shares this record word by word");
@@ -160,10 +152,10 @@ enum ReturnCode {
 
 /// Failure bands. The code is band + 1, or band + 1 + hostArea when hostArea is 1..11.
 enum FailureBand {
-    kLocalAccessKind = 10,    ///< RW_VAR::accessKind is neither 0 nor 1
-    kLocalNoReply = 40,       ///< reported length 0
-    kLocalWrongLength = 70,   ///< reported length differs from the length learned
-    kRemoteAccessKind = 110,  ///< the same three for variables of another device
+    kLocalAccessKind = 10,   ///< RW_VAR::accessKind is neither 0 nor 1
+    kLocalNoReply = 40,      ///< reported length 0
+    kLocalWrongLength = 70,  ///< reported length differs from the length learned
+    kRemoteAccessKind = 110, ///< the same three for variables of another device
     kRemoteNoReply = 140,
     kRemoteWrongLength = 170
 };
@@ -171,6 +163,9 @@ enum FailureBand {
 // ---------------------------------------------------------------------------------------------
 // Entry points
 // ---------------------------------------------------------------------------------------------
+
+// The library is built with everything else hidden.
+#pragma GCC visibility push(default)
 
 extern "C" {
 
@@ -186,9 +181,9 @@ void RegistCallBackFuncIntf(DoneCallback doneCallback, FailCallback failCallback
 /// Gives the driver the host's local bit, word and RWI areas. They are kept and never written.
 void FlashLocalRegister(void* localBits, void* localWords, void* localRwi);
 
-/// Replaces the list of known tag names; null and empty lists change nothing. Decides which tags are
-/// arrays, with a twist: the answer for a tag comes from the first entry that bears *another* name.
-/// A list headed by a name that no tag bears, of kind 2, makes every tag an array.
+/// Replaces the list of known tag names; null and empty lists change nothing. Decides which tags
+/// are arrays, with a twist: the answer for a tag comes from the first entry that bears *another*
+/// name. A list headed by a name that no tag bears, of kind 2, makes every tag an array.
 void PassVarName(const QList<varName>* names);
 
 // --- Variables ---
@@ -209,8 +204,8 @@ int ReCreatReadVarList(const QList<ADDRESS_RECORD*>* addresses);
 int AddListOnceReadVar(const RW_VAR* var, int mode);
 
 /// Queues a write of var. Mode 1 appends; any other mode replaces a waiting write with the same
-/// station, dataKind, startIndex and count (never the one in service), and drops var when 1024 wait.
-/// Any thread. Returns the length of the queue.
+/// station, dataKind, startIndex and count (never the one in service), and drops var when 1024
+/// wait. Any thread. Returns the length of the queue.
 int AddListWriteVar(const RW_VAR* var, int mode);
 
 /// Switches a station off (flag 0) or on (flag 1); other flags change nothing. A station below 0
@@ -227,8 +222,8 @@ Protocol* ComCommunication();
 /// Judges a reply to the request that ComCommunication() returned. reply is the whole reply,
 /// encapsulation header first (null counts as empty); receivedLength its length as the host reports
 /// it. The answer to a read or write is handed in twice: the first call, made while the request's
-/// replyLength is -1, learns the length, the second stores and retires. A time-out is an empty reply
-/// with length 0.
+/// replyLength is -1, learns the length, the second stores and retires. A time-out is an empty
+/// reply with length 0.
 ///
 /// Returns the result record, valid for the library's life and rewritten by the next call. Its
 /// result is a ReturnCode or a FailureBand code; its other fields are those of the variable last
@@ -249,9 +244,9 @@ int GetRegisterData(const QString& tagName, int ignored, const QString& indexTex
 
 /// Queues a write when COM_INFO::writeMode is 2; otherwise does nothing and returns 1. station is
 /// used when COM_INFO::multiStation is nonzero, else defaultStation. value holds one 16-bit word
-/// per 8-bit or 16-bit element, two per 32-bit, four per 64-bit element, one byte per bit element or
-/// character; count is in words (elements for bits and 8-bit values). The write leaves once the tag
-/// has been read. Returns the length of the write queue.
+/// per 8-bit or 16-bit element, two per 32-bit, four per 64-bit element, one byte per bit element
+/// or character; count is in words (elements for bits and 8-bit values). The write leaves once the
+/// tag has been read. Returns the length of the write queue.
 int SetRegisterData(const QString& tagName, int dataKind, const QString& indexText, int station,
                     const QByteArray& value, int count, int hostArea, int hostAddress);
 
@@ -266,9 +261,9 @@ int PLCAddressChangeIntef();
 
 // --- Diagnostics ---
 
-/// A Qt 4 message handler that writes each message to "debug.txt" in the current directory, which it
-/// empties on the first message after load. A fatal message aborts the process. Any thread. On Qt 5
-/// install it with micro850::installMessageHandler().
+/// A Qt 4 message handler that writes each message to "debug.txt" in the current directory, which
+/// it empties on the first message after load. A fatal message aborts the process. Any thread. On
+/// Qt 5 install it with micro850::installMessageHandler().
 void myMsgOutput(QtMsgType type, const char* text);
 
 // --- Check sums and digits; pure functions, any thread. bytes must hold length bytes ---
@@ -291,6 +286,8 @@ int DigitalToASCII(int value);
 int ASCIIToDigital(int character);
 
 } // extern "C"
+
+#pragma GCC visibility pop
 
 // ---------------------------------------------------------------------------------------------
 // Log handler on Qt 5
