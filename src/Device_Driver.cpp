@@ -113,7 +113,7 @@ const QByteArray& ensureTypeHeader(PLCTAGCOMMUNICATION& station, const QString& 
         return header;
     if (header.size() < kTypeHeaderSize)
         header.resize(kTypeHeaderSize);
-    char* bytes = header.data();
+    char* bytes = wire::mutableBytes(header);
     wire::putU32(bytes, 0);
     wire::putU8(bytes + kTypeRegister, kTypeUnknown);
     return header;

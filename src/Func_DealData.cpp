@@ -93,7 +93,7 @@ void settleType(QByteArray& typeHeader, const ReadReply& read)
         return;
     if (typeHeader.size() < kTypeHeaderSize)
         typeHeader.resize(kTypeHeaderSize);
-    char* bytes = typeHeader.data();
+    char* bytes = wire::mutableBytes(typeHeader);
     wire::putU8(bytes + kTypeRegister, static_cast<quint32>(read.registerType));
     wire::putU8(bytes + kTypeCip0, read.typeBytes[0]);
     wire::putU8(bytes + kTypeCip1, read.typeBytes[1]);

@@ -37,9 +37,11 @@ void markUnknownType(QByteArray& typeHeader)
 {
     if (isCompleteTypeHeader(typeHeader))
         return;
+    const char mark = static_cast<char>(kTypeUnknown);
     if (typeHeader.isEmpty())
-        typeHeader.resize(1);
-    wire::putU8(typeHeader.data(), kTypeUnknown);
+        typeHeader.append(mark);
+    else
+        typeHeader[kTypeRegister] = mark;
 }
 
 } // namespace
@@ -64,8 +66,7 @@ void ReadRegister(RW_VAR* var)
     QByteArray frame = startConnectedRequest(wire::readTagTemplate(), var->tagName);
     if (read.withElementSegment)
         appendElementSegment(frame, static_cast<quint32>(var->startIndex));
-    const int pathLength = frame.size() - wire::kRequestPath;
-    wire::putU8(frame.data() + wire::kRequestPathSize, static_cast<quint32>(pathLength / 2));
+    endRequestPath(frame);
     appendElementCount(frame, read.elements);
     finishConnectedRequest(frame, connection);
     queueConnectedRequest(frame, *var, wire::kReplyValues);

@@ -107,8 +107,7 @@ void WriteRegister(RW_VAR* var)
     QByteArray frame = startConnectedRequest(wire::writeTagFragmentedTemplate(), var->tagName);
     if (type.registerType != kRegisterString && var->isArrayTag != 0)
         appendElementSegment(frame, static_cast<quint32>(var->startIndex));
-    const int pathLength = frame.size() - wire::kRequestPath;
-    wire::putU8(frame.data() + wire::kRequestPathSize, static_cast<quint32>(pathLength / 2));
+    endRequestPath(frame);
     frame.append(type.cipType, sizeof type.cipType);
     appendElementCount(frame, elements);
     if (!fitsOneFrame(frame, var->data))

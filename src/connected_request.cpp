@@ -38,6 +38,12 @@ QByteArray startConnectedRequest(const QByteArray& frameTemplate, const QString&
     return frame;
 }
 
+void endRequestPath(QByteArray& frame)
+{
+    const int words = (frame.size() - wire::kRequestPath) / 2;
+    wire::putU8(wire::mutableBytes(frame) + wire::kRequestPathSize, static_cast<quint32>(words));
+}
+
 void appendElementCount(QByteArray& frame, quint32 elements)
 {
     char* at = wire::grow(frame, wire::kElementCountLength);
@@ -48,7 +54,7 @@ void appendElementCount(QByteArray& frame, quint32 elements)
 void finishConnectedRequest(QByteArray& frame, const ConnectionFields& connection)
 {
     const quint32 length = static_cast<quint32>(frame.size());
-    char* bytes = frame.data();
+    char* bytes = wire::mutableBytes(frame);
     wire::putU16(bytes + wire::kLength, length - wire::kEncapsulationHeaderSize);
     std::memcpy(bytes + wire::kSessionHandle, connection.sessionHandle, wire::kIdentifierLength);
     std::memcpy(bytes + wire::kConnectionId, connection.connectionId, wire::kIdentifierLength);

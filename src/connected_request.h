@@ -21,6 +21,9 @@ ConnectionFields connectionFields(const PLCTAGCOMMUNICATION& station);
 /// Starts a frame from its template and appends the tag's symbolic segment.
 QByteArray startConnectedRequest(const QByteArray& frameTemplate, const QString& tagName);
 
+/// Writes the path size of a path that ends where the frame ends now.
+void endRequestPath(QByteArray& frame);
+
 /// Appends an element count in its 32-bit form and the two zero bytes behind it.
 void appendElementCount(QByteArray& frame, quint32 elements);
 

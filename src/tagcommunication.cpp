@@ -61,7 +61,8 @@ void keepSessionHandle(const QByteArray& reply, int station)
     if (PLC_driver.requests.size() > 1) {
         QByteArray& forwardOpen = PLC_driver.requests[1].frame;
         if (forwardOpen.size() >= wire::kEncapsulationHeaderSize)
-            std::memcpy(forwardOpen.data() + wire::kSessionHandle, handle, wire::kIdentifierLength);
+            std::memcpy(wire::mutableBytes(forwardOpen) + wire::kSessionHandle, handle,
+                        wire::kIdentifierLength);
     }
     QMutexLocker store(&stationStoreMutex);
     storeIdentifier(PLCDataStorage[station].sessionHandle, handle);
@@ -158,7 +159,7 @@ void renewOriginatorSerial(QByteArray& forwardOpen)
 {
     if (forwardOpen.size() < wire::kOriginatorSerialHigh + 2)
         return;
-    wire::putU16(forwardOpen.data() + wire::kOriginatorSerialHigh,
+    wire::putU16(wire::mutableBytes(forwardOpen) + wire::kOriginatorSerialHigh,
                  static_cast<quint32>(get_random_number()));
 }
 

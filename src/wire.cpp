@@ -60,6 +60,11 @@ const QByteArray& writeTagFragmentedTemplate()
     return bytes;
 }
 
+char* mutableBytes(QByteArray& bytes)
+{
+    return bytes.data();
+}
+
 char* grow(QByteArray& bytes, int size)
 {
     const int before = bytes.size();

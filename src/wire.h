@@ -101,6 +101,10 @@ inline void putU32(char* at, quint32 value)
     putU16(at + 2, value >> 16);
 }
 
+/// The bytes of a frame, for writing. Out of line on purpose: inlined, GCC 12 takes the memory behind
+/// a Qt 5 array's header for a region of size 0 and warns of every write.
+char* mutableBytes(QByteArray& bytes);
+
 /// Makes room for size bytes at the end and returns where they begin. They hold nothing yet.
 char* grow(QByteArray& bytes, int size);
 
