@@ -1,0 +1,146 @@
+#include "link.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace plcsim {
+
+namespace {
+
+// A client that sends without ever reading is not read from any more until it takes its answers.
+constexpr std::size_t kMostWaitingAnswers = 64;
+
+} // namespace
+
+Link::Link(asio::ip::tcp::socket socket, LinkId id, Server& server)
+    : socket_(std::move(socket)),
+      id_(id),
+      server_(server),
+      departureTimer_(socket_.get_executor()),
+      idleTimer_(socket_.get_executor())
+{
+}
+
+void Link::start()
+{
+    asio::error_code ignored;
+    socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    read();
+}
+
+void Link::close()
+{
+    if (!socket_.is_open())
+        return;
+    asio::error_code ignored;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+    socket_.close(ignored);
+    departureTimer_.cancel();
+    idleTimer_.cancel();
+    server_.forget(id_);
+}
+
+void Link::read()
+{
+    if (reading_ || !socket_.is_open() || departures_.size() >= kMostWaitingAnswers)
+        return;
+    reading_ = true;
+    watchIdleness();
+    socket_.async_read_some(
+        asio::buffer(incoming_),
+        [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
+            self->reading_ = false;
+            if (error)
+                return self->close();
+            self->assembler_.feed(ByteView(self->incoming_.data(), size));
+            self->serveFrames();
+            self->read();
+        });
+}
+
+void Link::serveFrames()
+{
+    while (socket_.is_open()) {
+        const std::optional<Frame> request = assembler_.next();
+        if (!request)
+            break;
+        serve(*request);
+    }
+    if (const auto& absurd = assembler_.absurdHeader(); absurd && socket_.is_open())
+        answer(*absurd, server_.controller_.refuseAbsurdLength(*absurd));
+}
+
+void Link::serve(const Frame& request)
+{
+    if (!server_.silence_())
+        answer(request, server_.controller_.handle(id_, request, Clock::now()));
+}
+
+void Link::answer(const Frame& request, const Controller::Outcome& outcome)
+{
+    if (!outcome.reply) {
+        if (outcome.closeLink)
+            close();
+        return;
+    }
+    Bytes bytes = encodeFrame(*outcome.reply);
+    std::vector<Delivery> deliveries;
+    if (server_.plan_)
+        deliveries = server_.plan_(request, std::move(bytes));
+    else
+        deliveries.push_back({std::move(bytes), {}, false});
+    if (outcome.closeLink && !deliveries.empty())
+        deliveries.back().closeLink = true;
+    for (Delivery& delivery : deliveries)
+        queue(std::move(delivery));
+}
+
+/// Answers leave by due time, and in the order of their requests when that is the same.
+void Link::queue(Delivery delivery)
+{
+    const TimePoint due = Clock::now() + server_.options_.responseTime + delivery.delay;
+    const auto place = std::upper_bound(
+        departures_.begin() + (sending_ ? 1 : 0), departures_.end(), due,
+        [](TimePoint time, const Departure& departure) { return time < departure.due; });
+    departures_.insert(place, {due, std::move(delivery.bytes), delivery.closeLink});
+    sendWhenDue();
+}
+
+void Link::sendWhenDue()
+{
+    if (sending_ || departures_.empty() || !socket_.is_open())
+        return;
+    if (departures_.front().due <= Clock::now())
+        return sendFirst();
+    departureTimer_.expires_at(departures_.front().due);
+    departureTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        if (!error)
+            self->sendWhenDue();
+    });
+}
+
+void Link::sendFirst()
+{
+    sending_ = true;
+    asio::async_write(socket_, asio::buffer(departures_.front().bytes),
+                      [self = shared_from_this()](const asio::error_code& error, std::size_t) {
+                          self->sending_ = false;
+                          const bool last = self->departures_.front().closeLink;
+                          self->departures_.pop_front();
+                          if (error || last)
+                              return self->close();
+                          self->sendWhenDue();
+                          self->read();
+                      });
+}
+
+void Link::watchIdleness()
+{
+    idleTimer_.expires_after(server_.options_.idleTimeout);
+    idleTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        if (!error)
+            self->close();
+    });
+}
+
+} // namespace plcsim
