@@ -97,13 +97,31 @@ int Ethernetcontains(int station)
 
 // --- Tag resolution ---
 
-void settleAddressing(RW_VAR& var)
+namespace {
+
+/// Index text as a number, 0 when it is none. Most indexes are a few digits, which need no locale.
+qint32 parseIndex(const QString& text)
 {
-    const bool isArray = getPassVarName(var.tagName) == 1;
-    var.isArrayTag = isArray ? 1 : 0;
-    var.startIndex = isArray ? var.indexText.toInt() : 0;
-    if (!isArray)
-        var.count = 1;
+    const int kSurelyFits = 9;
+    if (text.isEmpty() || text.size() > kSurelyFits)
+        return text.toInt();
+    qint32 index = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        const int digit = text.at(i).unicode() - '0';
+        if (digit < 0 || digit > 9)
+            return text.toInt();
+        index = 10 * index + digit;
+    }
+    return index;
+}
+
+} // namespace
+
+TagAddress resolveAddress(const QString& tagName, const QString& indexText, qint32 count)
+{
+    if (getPassVarName(tagName) == 0)
+        return {false, 0, 1};
+    return {true, parseIndex(indexText), count};
 }
 
 const QByteArray& ensureTypeHeader(PLCTAGCOMMUNICATION& station, const QString& tagName)
@@ -123,7 +141,10 @@ int updateRwVar(RW_VAR* var)
 {
     if (var == nullptr)
         return 1;
-    settleAddressing(*var);
+    const TagAddress address = resolveAddress(var->tagName, var->indexText, var->count);
+    var->isArrayTag = address.isArray ? 1 : 0;
+    var->startIndex = address.startIndex;
+    var->count = address.count;
     QMutexLocker store(&stationStoreMutex);
     ensureTypeHeader(PLCDataStorage[var->station], var->tagName);
     return 1;

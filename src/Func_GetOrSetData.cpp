@@ -74,21 +74,20 @@ int fillAnswer(const QByteArray& image, quint32 position, const Answer& answer, 
     return 1;
 }
 
-/// The value of a resolved variable. Caller holds stationStoreMutex.
-int fetchValue(const RW_VAR& var, PLCTAGCOMMUNICATION& station, unsigned int registers,
-               QByteArray& out)
+/// The value at a tag's address. Caller holds stationStoreMutex.
+int fetchValue(PLCTAGCOMMUNICATION& station, const QString& tagName, const TagAddress& address,
+               unsigned int registers, QByteArray& out)
 {
-    const QByteArray& typeHeader = ensureTypeHeader(station, var.tagName);
+    const QByteArray& typeHeader = ensureTypeHeader(station, tagName);
     if (!station.handshakeDone)
         return 0;
-    const QMap<QString, QByteArray>::const_iterator image =
-        station.tagDataMap.constFind(var.tagName);
+    const QMap<QString, QByteArray>::const_iterator image = station.tagDataMap.constFind(tagName);
     if (image == station.tagDataMap.constEnd())
         return 0;
 
     const int registerType = wire::getU8(typeHeader, kTypeRegister);
-    quint32 position = static_cast<quint32>(var.startIndex);
-    quint32 count = static_cast<quint32>(var.count);
+    quint32 position = static_cast<quint32>(address.startIndex);
+    quint32 count = static_cast<quint32>(address.count);
     getPlcAdd(registerType, position, count);
     if (count == 0)
         return 1;
@@ -116,15 +115,10 @@ int GetRegisterData(const QString& tagName, int, const QString& indexText, int s
         return 0;
     QMutexLocker data(&PLC_driver.dataMutex);
     out->clear();
-    RW_VAR var;
-    var.tagName = tagName;
-    var.indexText = indexText;
-    var.station = station;
-    var.count = static_cast<qint32>(registers);
-    settleAddressing(var);
+    const TagAddress address = resolveAddress(tagName, indexText, static_cast<qint32>(registers));
 
     QMutexLocker store(&stationStoreMutex);
-    return fetchValue(var, PLCDataStorage[station], registers, *out);
+    return fetchValue(PLCDataStorage[station], tagName, address, registers, *out);
 }
 
 int SetRegisterData(const QString& tagName, int dataKind, const QString& indexText, int station,

@@ -1,4 +1,4 @@
-// The two halves of updateRwVar(), for callers that hold the store's lock already.
+// What updateRwVar() is made of, for callers that have no record or hold the store's lock already.
 
 #ifndef MICRO850_TAG_RESOLUTION_H
 #define MICRO850_TAG_RESOLUTION_H
@@ -6,8 +6,15 @@
 #include "micro850/host_interface.h"
 #include "tagcommunication.h"
 
-/// Array or single value: sets isArrayTag, startIndex and, for a single value, count.
-void settleAddressing(RW_VAR& var);
+/// What of a tag is meant: a range of an array, or a single value.
+struct TagAddress {
+    bool isArray;
+    qint32 startIndex; ///< 0 for a single value
+    qint32 count;      ///< 1 for a single value
+};
+
+/// Takes index and count as the host gave them.
+TagAddress resolveAddress(const QString& tagName, const QString& indexText, qint32 count);
 
 /// The tag's type header, at least kTypeHeaderSize bytes; one of unknown type is made when the tag
 /// has none that is complete. Caller holds stationStoreMutex.
