@@ -28,13 +28,6 @@ COM_INFO zeroComInfo; // stands in while the host has given no record
 
 // --- State ---
 
-Device_Driver::Device_Driver()
-    : comInfo(nullptr), doneCallback(nullptr), failCallback(nullptr),
-      servedQueue(kServedNothingYet), writesServed(0), onceReadsServed(0), scanPosition(0),
-      lastFailed(false), spareFlag(false)
-{
-}
-
 COM_INFO& comInfoRecord()
 {
     return PLC_driver.comInfo != nullptr ? *PLC_driver.comInfo : zeroComInfo;

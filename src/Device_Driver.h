@@ -36,9 +36,10 @@ enum ServedQueue {
 ///   (tagcommunication.h). queueMutex and dataMutex are never held together.
 class Device_Driver {
 public:
-    Device_Driver();
+    Device_Driver() = default;
 
-    COM_INFO* comInfo; ///< the host's; null until SetComInfo(). Read it through comInfoRecord().
+    COM_INFO* comInfo =
+        nullptr; ///< the host's; null until SetComInfo(). Read it through comInfoRecord().
 
     QList<RW_VAR> readList;      ///< queueMutex; the front is served next
     QList<RW_VAR> writeQueue;    ///< queueMutex; the front is in service
@@ -49,8 +50,8 @@ public:
 
     QMap<int, int> disabledStations; ///< stationMutex; only the keys matter
 
-    DoneCallback doneCallback; ///< set before the cycle starts; may be null
-    FailCallback failCallback; ///< set before the cycle starts; may be null
+    DoneCallback doneCallback = nullptr; ///< set before the cycle starts; may be null
+    FailCallback failCallback = nullptr; ///< set before the cycle starts; may be null
 
     QMutex queueMutex;
     QMutex dataMutex; ///< held while a reply is stored or the host reads a value
@@ -58,12 +59,12 @@ public:
 
     RW_VAR lastVar; ///< communication thread; the record that DataCom() returns
 
-    qint32 servedQueue;     ///< queueMutex; a ServedQueue
-    qint32 writesServed;    ///< queueMutex; writes started since the last cyclic read
-    qint32 onceReadsServed; ///< queueMutex; once-reads started since the last cyclic read
-    qint32 scanPosition;    ///< queueMutex; good local replies since the last full scan
-    bool lastFailed;        ///< queueMutex; the last data transaction failed
-    bool spareFlag;         ///< unused
+    qint32 servedQueue = kServedNothingYet; ///< queueMutex; a ServedQueue
+    qint32 writesServed = 0;    ///< queueMutex; writes started since the last cyclic read
+    qint32 onceReadsServed = 0; ///< queueMutex; once-reads started since the last cyclic read
+    qint32 scanPosition = 0;    ///< queueMutex; good local replies since the last full scan
+    bool lastFailed = false;    ///< queueMutex; the last data transaction failed
+    bool spareFlag = false;     ///< unused
 
 private:
     Q_DISABLE_COPY(Device_Driver)

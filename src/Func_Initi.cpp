@@ -20,8 +20,8 @@ const int kArrayKind = 2;        // varName::kind
 const int kElementsPerRead = 15; // what one cyclic read asks for at most
 const int kNoHostAddress = -1;
 
-typedef QMap<QString, QList<RW_VAR>> TagGroups;
-typedef QMap<int, TagGroups> StationGroups;
+using TagGroups = QMap<QString, QList<RW_VAR>>;
+using StationGroups = QMap<int, TagGroups>;
 
 bool isSameWrite(const RW_VAR& a, const RW_VAR& b)
 {
@@ -48,11 +48,8 @@ bool refreshWaitingWrite(QList<RW_VAR>& queue, const RW_VAR& var)
 
 bool isOnceReadWaiting(const QList<RW_VAR>& queue, const RW_VAR& var)
 {
-    for (int i = 0; i < queue.size(); ++i) {
-        if (isSameOnceRead(queue.at(i), var))
-            return true;
-    }
-    return false;
+    return std::any_of(queue.constBegin(), queue.constEnd(),
+                       [&var](const RW_VAR& waiting) { return isSameOnceRead(waiting, var); });
 }
 
 bool isReadListFull()
@@ -84,8 +81,7 @@ StationGroups groupByStationAndTag(const QList<ADDRESS_RECORD*>& addresses)
 {
     const RW_VAR blank = cyclicReadTemplate();
     StationGroups groups;
-    for (int i = 0; i < addresses.size(); ++i) {
-        const ADDRESS_RECORD* address = addresses.at(i);
+    for (const ADDRESS_RECORD* address : addresses) {
         if (address == nullptr)
             continue;
         RW_VAR var = blank;
@@ -167,12 +163,12 @@ void PassVarName(const QList<varName>* names)
 
 // Kept on purpose: the first entry of *another* name decides. Hosts pass a list headed by a name
 // that no tag bears to have every tag treated alike.
-int getPassVarName(QString name)
+int getPassVarName(const QString& name)
 {
     const QList<varName>& names = plcAddList;
-    for (int i = 0; i < names.size(); ++i) {
-        if (names.at(i).name.compare(name) != 0)
-            return names.at(i).kind == kArrayKind ? 1 : 0;
+    for (const varName& known : names) {
+        if (known.name.compare(name) != 0)
+            return known.kind == kArrayKind ? 1 : 0;
     }
     return 0;
 }
@@ -193,10 +189,10 @@ int ReCreatReadVarList(const QList<ADDRESS_RECORD*>* addresses)
     comInfoRecord().scanDone = 0;
 
     StationGroups stations = groupByStationAndTag(*addresses);
-    for (StationGroups::iterator tags = stations.begin(); tags != stations.end(); ++tags) {
-        for (TagGroups::iterator group = tags->begin(); group != tags->end(); ++group) {
-            Bubble_Sort(*group);
-            BitVarReCreat(*group, kElementsPerRead);
+    for (TagGroups& tags : stations) {
+        for (QList<RW_VAR>& group : tags) {
+            Bubble_Sort(group);
+            BitVarReCreat(group, kElementsPerRead);
         }
     }
     return PLC_driver.readList.size();
@@ -207,7 +203,7 @@ void Bubble_Sort(QList<RW_VAR>& list)
     std::stable_sort(list.begin(), list.end(), startsEarlier);
 }
 
-void BitVarReCreat(QList<RW_VAR>& group, int chunk)
+void BitVarReCreat(const QList<RW_VAR>& group, int chunk)
 {
     if (group.isEmpty())
         return;

@@ -11,6 +11,7 @@
 #include <QTime>
 
 #include <cstring>
+#include <utility>
 
 QMap<int, PLCTAGCOMMUNICATION> PLCDataStorage;
 QMutex stationStoreMutex;
@@ -100,7 +101,7 @@ PLCTAGCOMMUNICATION resetStation(int station)
 {
     PLCTAGCOMMUNICATION fresh = disconnectedStation();
     QMutexLocker store(&stationStoreMutex);
-    qSwap(PLCDataStorage[station], fresh);
+    std::swap(PLCDataStorage[station], fresh);
     return fresh;
 }
 

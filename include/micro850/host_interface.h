@@ -132,11 +132,11 @@ static_assert(offsetof(COM_INFO, hostHandle) == 72, "last word that the driver r
 // ---------------------------------------------------------------------------------------------
 
 /// A write or once-read has left its queue. status: 1 done, 2 failed.
-typedef void (*DoneCallback)(int hostHandle, int hostArea, int hostAddress, int status);
+using DoneCallback = void (*)(int hostHandle, int hostArea, int hostAddress, int status);
 
 /// A transaction failed past COM_INFO::retryLimit and its station's session was dropped. emptyList
 /// points to an empty QList, valid during the call; one is always 1.
-typedef void (*FailCallback)(void* emptyList, int hostArea, int one);
+using FailCallback = void (*)(void* emptyList, int hostArea, int one);
 
 // ---------------------------------------------------------------------------------------------
 // Return codes, RW_VAR::result in the record that DataCom() returns
@@ -296,7 +296,7 @@ int ASCIIToDigital(int character);
 namespace micro850 {
 
 /// The type of myMsgOutput().
-typedef void (*MessageHandler)(QtMsgType type, const char* text);
+using MessageHandler = void (*)(QtMsgType type, const char* text);
 
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
 
