@@ -243,7 +243,7 @@ void rebuildLists()
     }
 }
 
-void ignoreMessage(QtMsgType, const QMessageLogContext&, const QString&)
+void ignoreMessage(QtMsgType, const char*)
 {
 }
 
