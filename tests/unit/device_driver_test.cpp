@@ -197,7 +197,7 @@ TEST_F(StationSwitch, SwitchingAndAskingTakeTheStationLock)
 {
     EXPECT_TRUE(waitsFor(PLC_driver.stationMutex, [] { EnCommStation(3, 0); }));
     EXPECT_TRUE(waitsFor(PLC_driver.stationMutex, [] { Ethernetcontains(3); }));
-    EXPECT_FALSE(waitsFor(PLC_driver.queueMutex, [] { EnCommStation(3, 1); }));
+    EXPECT_TRUE(doesWithout(PLC_driver.queueMutex, [] { EnCommStation(3, 1); }));
 }
 
 // --- Callbacks ---

@@ -375,7 +375,7 @@ TEST_F(ValueFetch, TheDataLockIsHeldWhileFetching)
     const auto get = [&] { GetRegisterData(text("Tag"), 0, QString(), 1, &out, 1); };
     EXPECT_TRUE(waitsFor(PLC_driver.dataMutex, get));
     EXPECT_TRUE(waitsFor(stationStoreMutex, get));
-    EXPECT_FALSE(waitsFor(PLC_driver.queueMutex, get));
+    EXPECT_TRUE(doesWithout(PLC_driver.queueMutex, get));
     EXPECT_EQ(hex("34 12"), out);
 }
 
@@ -404,7 +404,7 @@ TEST_F(ValueWrite, QueuesAVariableWithItsArgumentsAndTheHostsSettings)
     comInfo.localDeviceNo = 22;
     EXPECT_EQ(1, SetRegisterData(text("Tag"), 3, text("4"), 5, hex("01 02 03 04"), 6, 7, 8));
     ASSERT_EQ(1, PLC_driver.writeQueue.size());
-    const RW_VAR& queued = PLC_driver.writeQueue[0];
+    const RW_VAR& queued = PLC_driver.writeQueue.value(0);
     EXPECT_EQ(text("Tag"), queued.tagName);
     EXPECT_EQ(3, queued.dataKind);
     EXPECT_EQ(text("4"), queued.indexText);
@@ -426,7 +426,7 @@ TEST_F(ValueWrite, QueuesAVariableWithItsArgumentsAndTheHostsSettings)
 TEST_F(ValueWrite, ASingleValueIsWrittenAsOneElementFromZero)
 {
     write("Tag", "01 00 02 00", 2, 7);
-    const RW_VAR& queued = PLC_driver.writeQueue[0];
+    const RW_VAR& queued = PLC_driver.writeQueue.value(0);
     EXPECT_EQ(0, queued.startIndex);
     EXPECT_EQ(1, queued.count);
     EXPECT_EQ(0, queued.isArrayTag);
@@ -460,11 +460,11 @@ TEST_F(ValueWrite, WithOneStationTheDefaultStationIsUsed)
 {
     comInfo.defaultStation = 3;
     write("Tag", "01 00", 1, 0, 5);
-    EXPECT_EQ(3, PLC_driver.writeQueue[0].station);
+    EXPECT_EQ(3, PLC_driver.writeQueue.value(0).station);
     EXPECT_FALSE(PLCDataStorage.contains(5));
     comInfo.multiStation = -1;
     write("Tag", "01 00", 1, 0, 5);
-    EXPECT_EQ(5, PLC_driver.writeQueue[1].station) << "any multiStation but 0";
+    EXPECT_EQ(5, PLC_driver.writeQueue.value(1).station) << "any multiStation but 0";
 }
 
 TEST_F(ValueWrite, ANewerValueReplacesTheWaitingOne)
@@ -472,8 +472,8 @@ TEST_F(ValueWrite, ANewerValueReplacesTheWaitingOne)
     EXPECT_EQ(1, write("Tag", "01 00"));
     EXPECT_EQ(2, write("Tag", "02 00"));
     EXPECT_EQ(2, write("Tag", "03 00"));
-    EXPECT_EQ(hex("01 00"), PLC_driver.writeQueue[0].data);
-    EXPECT_EQ(hex("03 00"), PLC_driver.writeQueue[1].data);
+    EXPECT_EQ(hex("01 00"), PLC_driver.writeQueue.value(0).data);
+    EXPECT_EQ(hex("03 00"), PLC_driver.writeQueue.value(1).data);
 }
 
 TEST_F(ValueWrite, AFullQueueDropsTheWriteAndSays1024)
@@ -498,7 +498,7 @@ TEST_F(ValueWrite, TheQueueKeepsItsOwnCopyOfTheValue)
     QByteArray value = hex("01 00");
     SetRegisterData(text("Tag"), 0, QString(), 0, value, 1, 1, 2);
     value[0] = 0x55;
-    EXPECT_EQ(hex("01 00"), PLC_driver.writeQueue[0].data);
+    EXPECT_EQ(hex("01 00"), PLC_driver.writeQueue.value(0).data);
 }
 
 TEST_F(ValueWrite, WildCountsAndEmptyValuesAreQueuedAsGiven)
@@ -507,14 +507,14 @@ TEST_F(ValueWrite, WildCountsAndEmptyValuesAreQueuedAsGiven)
     EXPECT_EQ(1, write("Tag", "", INT_MIN));
     EXPECT_EQ(2, write("Tag", "", INT_MAX));
     EXPECT_EQ(3, write("", "", -1));
-    EXPECT_EQ(INT_MIN, PLC_driver.writeQueue[0].count);
-    EXPECT_EQ(INT_MAX, PLC_driver.writeQueue[1].count);
+    EXPECT_EQ(INT_MIN, PLC_driver.writeQueue.value(0).count);
+    EXPECT_EQ(INT_MAX, PLC_driver.writeQueue.value(1).count);
 }
 
 TEST_F(ValueWrite, QueuingTakesTheQueueLock)
 {
     EXPECT_TRUE(waitsFor(PLC_driver.queueMutex, [] { write("Tag", "01 00"); }));
-    EXPECT_FALSE(waitsFor(PLC_driver.dataMutex, [] { write("Tag", "01 00"); }));
+    EXPECT_TRUE(doesWithout(PLC_driver.dataMutex, [] { write("Tag", "01 00"); }));
     EXPECT_EQ(2, PLC_driver.writeQueue.size());
 }
 

@@ -89,8 +89,8 @@ TEST_F(CyclicList, EachVariableIsAppendedAsItStandsAndTheNewLengthReturned)
     EXPECT_EQ(1, AddListReadVar(&var));
     EXPECT_EQ(2, AddListReadVar(&var)) << "equal ones are not merged";
     ASSERT_EQ(2, PLC_driver.readList.size());
-    expectSameButData(var, PLC_driver.readList[1]);
-    EXPECT_EQ(var.data, PLC_driver.readList[1].data);
+    expectSameButData(var, PLC_driver.readList.value(1));
+    EXPECT_EQ(var.data, PLC_driver.readList.value(1).data);
     EXPECT_TRUE(PLCDataStorage.isEmpty()) << "nothing is resolved";
 }
 
@@ -101,9 +101,9 @@ TEST_F(CyclicList, TheDriverKeepsItsOwnCopy)
     var.tagName[0] = QLatin1Char('X');
     var.data[0] = 0x55;
     var.count = 99;
-    EXPECT_EQ(text("Tag7"), PLC_driver.readList[0].tagName);
-    EXPECT_EQ(hex("0F 10"), PLC_driver.readList[0].data);
-    EXPECT_EQ(12, PLC_driver.readList[0].count);
+    EXPECT_EQ(text("Tag7"), PLC_driver.readList.value(0).tagName);
+    EXPECT_EQ(hex("0F 10"), PLC_driver.readList.value(0).data);
+    EXPECT_EQ(12, PLC_driver.readList.value(0).count);
 }
 
 TEST_F(CyclicList, ANullVariableIsNotAppended)
@@ -146,9 +146,9 @@ TEST_F(WriteQueue, AReplacementOverwritesEveryField)
     newer.onceFlag = 114;
     newer.data = hex("73");
     EXPECT_EQ(2, add(newer));
-    expectSameButData(newer, PLC_driver.writeQueue[1]);
-    EXPECT_EQ(hex("73"), PLC_driver.writeQueue[1].data);
-    expectSameButData(first, PLC_driver.writeQueue[0]);
+    expectSameButData(newer, PLC_driver.writeQueue.value(1));
+    EXPECT_EQ(hex("73"), PLC_driver.writeQueue.value(1).data);
+    expectSameButData(first, PLC_driver.writeQueue.value(0));
 }
 
 TEST_F(WriteQueue, StationDataKindFirstElementAndCountTellWaitingWritesApart)
@@ -177,7 +177,7 @@ TEST_F(WriteQueue, TheTagNameDoesNotTellWaitingWritesApart)
     add(writeVar("First", "01 00"));
     add(writeVar("Second", "02 00"));
     EXPECT_EQ(2, add(writeVar("Third", "03 00")));
-    EXPECT_EQ(text("Third"), PLC_driver.writeQueue[1].tagName);
+    EXPECT_EQ(text("Third"), PLC_driver.writeQueue.value(1).tagName);
 }
 
 TEST_F(WriteQueue, OnlyTheFirstOfSeveralEqualWaitingWritesIsReplaced)
@@ -210,9 +210,9 @@ TEST_F(WriteQueue, With1024PendingANewVariableIsDroppedAndAPendingOneStillReplac
     EXPECT_EQ(1023, PLC_driver.writeQueue.last().startIndex);
 
     EXPECT_EQ(1024, add(elementWrite(700, "88 88")));
-    EXPECT_EQ(hex("88 88"), PLC_driver.writeQueue[700].data);
+    EXPECT_EQ(hex("88 88"), PLC_driver.writeQueue.value(700).data);
     EXPECT_EQ(1024, add(elementWrite(1023, "99 99")));
-    EXPECT_EQ(hex("99 99"), PLC_driver.writeQueue[1023].data);
+    EXPECT_EQ(hex("99 99"), PLC_driver.writeQueue.value(1023).data);
     EXPECT_EQ(1024, PLC_driver.writeQueue.size());
 }
 
@@ -220,7 +220,7 @@ TEST_F(WriteQueue, With1024PendingAWriteToTheVariableInServiceIsDropped)
 {
     fill();
     EXPECT_EQ(1024, add(elementWrite(0, "77 77")));
-    EXPECT_EQ(hex("00 00"), PLC_driver.writeQueue[0].data);
+    EXPECT_EQ(hex("00 00"), PLC_driver.writeQueue.value(0).data);
     EXPECT_EQ(1024, PLC_driver.writeQueue.size());
 }
 
@@ -261,8 +261,8 @@ TEST_F(TagNames, AnotherListReplacesTheNamesWhole)
     passNames(QList<varName>() << knownTag("A", 1) << knownTag("B", 2));
     passNames(QList<varName>() << knownTag("C", 2));
     ASSERT_EQ(1, plcAddList.size());
-    EXPECT_EQ(text("C"), plcAddList[0].name);
-    EXPECT_EQ(2, plcAddList[0].kind);
+    EXPECT_EQ(text("C"), plcAddList.value(0).name);
+    EXPECT_EQ(2, plcAddList.value(0).kind);
 }
 
 TEST_F(TagNames, NullAndEmptyListsChangeNothing)
@@ -271,7 +271,7 @@ TEST_F(TagNames, NullAndEmptyListsChangeNothing)
     PassVarName(nullptr);
     passNames(QList<varName>());
     ASSERT_EQ(1, plcAddList.size());
-    EXPECT_EQ(text("A"), plcAddList[0].name);
+    EXPECT_EQ(text("A"), plcAddList.value(0).name);
 }
 
 TEST_F(TagNames, TheHostsWordsAreCarriedAndTheListIsTheDriversOwn)
@@ -285,9 +285,9 @@ TEST_F(TagNames, TheHostsWordsAreCarriedAndTheListIsTheDriversOwn)
     names[0].kind = 1;
     names.append(tag);
     ASSERT_EQ(1, plcAddList.size());
-    EXPECT_EQ(2, plcAddList[0].kind);
-    EXPECT_EQ(42, plcAddList[0].hostWord);
-    EXPECT_EQ(QStringList() << text("x") << text("y"), plcAddList[0].elements);
+    EXPECT_EQ(2, plcAddList.value(0).kind);
+    EXPECT_EQ(42, plcAddList.value(0).hostWord);
+    EXPECT_EQ(QStringList() << text("x") << text("y"), plcAddList.value(0).elements);
 }
 
 struct NameCase {

@@ -11,10 +11,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <functional>
+#include <future>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -225,6 +229,29 @@ TEST_F(LogHandler, LinesOfSeveralThreadsNeverInterleave)
     ASSERT_EQ(threads * messages, logged.size());
     for (const QByteArray& line : logged)
         ASSERT_EQ(": Debug:\t" + body + ")", afterStamp(line));
+}
+
+TEST_F(LogHandler, AMessageWaitsUntilTheOneBeforeItIsWritten)
+{
+    // Opening a pipe for writing blocks until somebody reads: it holds the first message up.
+    ASSERT_EQ(0, mkfifo(logPath().toLocal8Bit().constData(), 0600));
+    expectLogged([] {
+        alarm(50);
+        micro850::installMessageHandler([](QtMsgType, const char*) {}); // Qt would warn of the pipe
+        const auto logOne = [] { myMsgOutput(QtDebugMsg, "text"); };
+        std::future<void> messages[] = {std::async(std::launch::async, logOne),
+                                        std::async(std::launch::async, logOne)};
+        bool bothWait = true;
+        for (std::future<void>& message : messages)
+            bothWait = bothWait && message.wait_for(std::chrono::milliseconds(50)) ==
+                                       std::future_status::timeout;
+        const int reader = open("debug.txt", O_RDONLY | O_NONBLOCK);
+        for (std::future<void>& message : messages)
+            message.get();
+        close(reader);
+        if (!bothWait)
+            _exit(1);
+    });
 }
 
 TEST_F(LogHandler, InstalledByTheAdapterItReceivesTheMessagesOfQt)

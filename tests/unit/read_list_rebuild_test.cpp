@@ -331,17 +331,17 @@ TEST_F(Rebuild, TheSameTagOnTwoStationsIsNeverMerged)
     makeAllTagsArrays();
     comInfo.defaultStation = 2;
     EXPECT_EQ(1, rebuild({address("Arr", "0", 2)}));
-    EXPECT_EQ(2, PLC_driver.readList[0].station);
+    EXPECT_EQ(2, PLC_driver.readList.value(0).station);
     const RW_VAR otherStation = arrayVar("Arr", 2, 2, 1);
     EXPECT_EQ(2, AddListReadVar(&otherStation));
     EXPECT_EQ("Arr(0,2)Arr(2,2)", planned());
-    EXPECT_EQ(2, PLC_driver.readList[0].station);
-    EXPECT_EQ(1, PLC_driver.readList[1].station);
+    EXPECT_EQ(2, PLC_driver.readList.value(0).station);
+    EXPECT_EQ(1, PLC_driver.readList.value(1).station);
 
     comInfo.defaultStation = 1;
     EXPECT_EQ(1, rebuild({address("Arr", "2", 2)}));
     EXPECT_EQ("Arr(2,2)", planned());
-    EXPECT_EQ(1, PLC_driver.readList[0].station);
+    EXPECT_EQ(1, PLC_driver.readList.value(0).station);
     EXPECT_TRUE(PLCDataStorage.contains(1));
     EXPECT_TRUE(PLCDataStorage.contains(2));
 }
@@ -351,7 +351,7 @@ TEST_F(Rebuild, ASingleValueIsOneElementFromZeroWhateverTheRecordSays)
     passNames(QList<varName>() << knownTag("Other", 1));
     EXPECT_EQ(1, rebuild({address("Single", "7", 40), address("Single", "90", 3)}));
     EXPECT_EQ("Single(0,1)", planned());
-    EXPECT_EQ(0, PLC_driver.readList[0].isArrayTag);
+    EXPECT_EQ(0, PLC_driver.readList.value(0).isArrayTag);
 }
 
 TEST_F(Rebuild, EntriesCarryTheHostsSettingsAndStoreWhatIsRead)
@@ -363,7 +363,7 @@ TEST_F(Rebuild, EntriesCarryTheHostsSettingsAndStoreWhatIsRead)
     comInfo.multiStation = 1;
     rebuild({address("Arr", " 4", 2, 255)});
     ASSERT_EQ(1, PLC_driver.readList.size());
-    const RW_VAR& entry = PLC_driver.readList[0];
+    const RW_VAR& entry = PLC_driver.readList.value(0);
     EXPECT_EQ(0, entry.hostArea);
     EXPECT_EQ(-1, entry.hostAddress);
     EXPECT_EQ(kStoreReply, entry.accessKind);

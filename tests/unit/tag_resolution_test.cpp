@@ -201,7 +201,7 @@ TEST_F(OnceReadQueue, AVariableIsResolvedAndMarkedAsAOnceRead)
     var.accessKind = 8;
     var.dataKind = 9;
     EXPECT_EQ(1, add(var));
-    const RW_VAR& queued = PLC_driver.onceReadQueue[0];
+    const RW_VAR& queued = PLC_driver.onceReadQueue.value(0);
     EXPECT_EQ(1, queued.onceFlag);
     EXPECT_EQ(1, queued.isArrayTag);
     EXPECT_EQ(4, queued.startIndex);
@@ -221,22 +221,22 @@ TEST_F(OnceReadQueue, ASingleValueLosesItsArrayMark)
 {
     RW_VAR var = arrayVar("Tag", 4, 3);
     add(var);
-    EXPECT_EQ(0, PLC_driver.onceReadQueue[0].isArrayTag);
-    EXPECT_EQ(0, PLC_driver.onceReadQueue[0].startIndex);
-    EXPECT_EQ(1, PLC_driver.onceReadQueue[0].count);
+    EXPECT_EQ(0, PLC_driver.onceReadQueue.value(0).isArrayTag);
+    EXPECT_EQ(0, PLC_driver.onceReadQueue.value(0).startIndex);
+    EXPECT_EQ(1, PLC_driver.onceReadQueue.value(0).count);
 }
 
 TEST_F(OnceReadQueue, WithOneStationTheDefaultStationIsUsed)
 {
     comInfo.defaultStation = 3;
     add(readVar("Tag", 5));
-    EXPECT_EQ(3, PLC_driver.onceReadQueue[0].station);
+    EXPECT_EQ(3, PLC_driver.onceReadQueue.value(0).station);
     EXPECT_EQ(hex("FF 00 00 00"), typeHeader(3, "Tag"));
     EXPECT_FALSE(PLCDataStorage.contains(5));
 
     comInfo.multiStation = -1;
     add(readVar("Tag", 5));
-    EXPECT_EQ(5, PLC_driver.onceReadQueue[1].station) << "any multiStation but 0";
+    EXPECT_EQ(5, PLC_driver.onceReadQueue.value(1).station) << "any multiStation but 0";
 }
 
 TEST_F(OnceReadQueue, ModeOneAppendsTheVariableUnchanged)
@@ -248,7 +248,7 @@ TEST_F(OnceReadQueue, ModeOneAppendsTheVariableUnchanged)
     var.onceFlag = 4;
     EXPECT_EQ(1, add(var, 1));
     EXPECT_EQ(2, add(var, 1)) << "duplicates included";
-    const RW_VAR& queued = PLC_driver.onceReadQueue[1];
+    const RW_VAR& queued = PLC_driver.onceReadQueue.value(1);
     EXPECT_EQ(5, queued.station);
     EXPECT_EQ(9, queued.count);
     EXPECT_EQ(2, queued.startIndex);
@@ -261,7 +261,7 @@ TEST_F(OnceReadQueue, EveryOtherModeResolves)
     for (int mode : {0, 2, -1, INT_MIN, INT_MAX}) {
         PLC_driver.onceReadQueue.clear();
         EXPECT_EQ(1, add(readVar("Tag"), mode)) << "mode " << mode;
-        EXPECT_EQ(1, PLC_driver.onceReadQueue[0].onceFlag) << "mode " << mode;
+        EXPECT_EQ(1, PLC_driver.onceReadQueue.value(0).onceFlag) << "mode " << mode;
     }
 }
 
@@ -314,8 +314,8 @@ TEST_F(OnceReadQueue, ADuplicateIsDroppedAndRefreshesNothing)
     second.hostWord3 = 2;
     EXPECT_EQ(1, add(first));
     EXPECT_EQ(1, add(second)) << "the tag name is not compared";
-    EXPECT_EQ(text("First"), PLC_driver.onceReadQueue[0].tagName);
-    EXPECT_EQ(1, PLC_driver.onceReadQueue[0].hostWord3);
+    EXPECT_EQ(text("First"), PLC_driver.onceReadQueue.value(0).tagName);
+    EXPECT_EQ(1, PLC_driver.onceReadQueue.value(0).hostWord3);
 }
 
 TEST_F(OnceReadQueue, With1024PendingANewOneIsDropped)
