@@ -272,6 +272,18 @@ TEST_F(HandshakeCheck, AtAnyOtherStepARightLengthIsAcceptedAndNothingStored)
     EXPECT_EQ(QByteArray(), record().connectionId);
 }
 
+TEST_F(HandshakeCheck, AForwardOpenReplyAtAnyOtherStepIsAcceptedAndNothingStored)
+{
+    start();
+    PLC_driver.requests.removeFirst();
+    for (const int step : {2, 3, -1}) {
+        comInfo.framesAnswered = step;
+        EXPECT_EQ(1, check(forwardOpenReply("AA BB CC DD")));
+        EXPECT_EQ(QByteArray(), record().sessionHandle) << "step " << step;
+        EXPECT_EQ(QByteArray(), record().connectionId) << "step " << step;
+    }
+}
+
 TEST_F(HandshakeCheck, RegisterSessionAloneInFlightWritesIntoNoSecondRequest)
 {
     start();
