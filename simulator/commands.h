@@ -2,7 +2,6 @@
 #pragma once
 
 #include "controller.h"
-#include "faults.h"
 
 #include <functional>
 #include <string>
@@ -19,7 +18,7 @@ public:
         std::function<void()> quit = [] {};
     };
 
-    Commands(Controller& controller, Faults& faults, Surroundings surroundings);
+    Commands(Controller& controller, Surroundings surroundings);
 
     /// Carries out one line and says what there is to say, one string per line. A line that makes
     /// no sense changes nothing and is answered with "error: ...".
@@ -35,7 +34,6 @@ private:
     Lines listTags(const Words& words);
     Lines status(const Words& words);
     Lines download(const Words& words);
-    Lines fault(const Words& words);
     Lines help(const Words& words);
     Lines quit(const Words& words);
 
@@ -48,7 +46,6 @@ private:
     static const std::vector<Entry>& entries();
 
     Controller& controller_;
-    Faults& faults_;
     Surroundings surroundings_;
 };
 

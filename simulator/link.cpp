@@ -13,7 +13,10 @@ constexpr std::size_t kMostWaitingAnswers = 64;
 } // namespace
 
 Link::Link(asio::ip::tcp::socket socket, LinkId id, Server& server)
-    : socket_(std::move(socket)), id_(id), server_(server), departureTimer_(socket_.get_executor()),
+    : socket_(std::move(socket)),
+      id_(id),
+      server_(server),
+      departureTimer_(socket_.get_executor()),
       idleTimer_(socket_.get_executor())
 {
 }
@@ -69,7 +72,7 @@ void Link::serveFrames()
 
 void Link::serve(const Frame& request)
 {
-    if (!server_.ignores_(request))
+    if (!server_.silence_())
         answer(request, server_.controller_.handle(id_, request, Clock::now()));
 }
 

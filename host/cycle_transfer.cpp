@@ -1,0 +1,368 @@
+#include "cycle.h"
+
+#include <algorithm>
+
+namespace panelhost {
+namespace {
+
+std::string silence(const StationSettings& settings)
+{
+    return "no answer within " + std::to_string(settings.timeout.count()) + " ms";
+}
+
+TagType typeOf(ByteView reply)
+{
+    constexpr std::uint8_t kAbbreviated = 0xA3; // the element type follows
+    TagType type;
+    type.bytes[0] = reply.u8(frame::connected::kReplyData);
+    type.bytes[1] = reply.u8(frame::connected::kReplyData + 1);
+    if (type.bytes[0] == kAbbreviated)
+        type.element = findCipType(type.bytes[1]);
+    else if (type.bytes[1] == 0)
+        type.element = findCipType(type.bytes[0]);
+    return type;
+}
+
+ByteView valueBytesOf(ByteView reply)
+{
+    constexpr std::size_t at = frame::connected::kValues;
+    return reply.size() > at ? ByteView(reply.data() + at, reply.size() - at) : ByteView();
+}
+
+} // namespace
+
+void Cycle::note(const Station& station, const std::string& what)
+{
+    if (traffic_ != nullptr)
+        traffic_->note(station.settings.name, what);
+}
+
+/// Sends a request and waits for the reply that answers it; reply_ holds it then.
+template <typename Screen>
+Cycle::Exchange Cycle::exchange(Station& station, const QByteArray& request, const Screen& screen)
+{
+    Exchange result;
+    result.sentAt = result.receivedAt = Clock::now();
+    const Clock::time_point deadline = result.sentAt + station.settings.timeout;
+    if (traffic_ != nullptr)
+        traffic_->frame(station.settings.name, station.link, true, ByteView(request));
+    result.link =
+        station.link.send(request.constData(), static_cast<std::size_t>(request.size()), deadline);
+    std::uint64_t discarded = 0;
+    while (result.link == LinkResult::Ok) {
+        result.link = station.link.receive(&reply_, deadline);
+        if (result.link != LinkResult::Ok)
+            break;
+        if (traffic_ != nullptr)
+            traffic_->frame(station.settings.name, station.link, false, ByteView(reply_));
+        result.screened = screen(ByteView(reply_));
+        if (result.screened.verdict != Verdict::NotOurs)
+            break;
+        ++discarded;
+        note(station, "reply dropped: " + result.screened.reason);
+    }
+    result.receivedAt = Clock::now();
+
+    const std::lock_guard<std::mutex> lock(mutex_);
+    Statistics& statistics = station.statistics;
+    ++statistics.requests;
+    statistics.discarded += discarded;
+    if (result.link == LinkResult::TimedOut)
+        ++statistics.timeouts;
+    if (result.link == LinkResult::Ok)
+        ++statistics.replies;
+    return result;
+}
+
+void Cycle::serve(const Protocol& request)
+{
+    Station& station = *stations_[static_cast<std::size_t>(request.var.station)];
+    switch (ByteView(request.frame).u16(frame::kCommand)) {
+    case frame::kRegisterSession: registerSession(station, request); break;
+    case frame::kSendRRData: openConnection(station, request); break;
+    default: transfer(station, request); break;
+    }
+}
+
+/// A session lives and dies with its TCP link: closing the old link is what frees the old session in
+/// the controller, as the driver never says good-bye.
+void Cycle::registerSession(Station& station, const Protocol& request)
+{
+    station.link.close();
+    const StationSettings& settings = station.settings;
+    const LinkResult connected =
+        station.link.connect(settings.host, settings.port, Clock::now() + settings.timeout);
+    if (connected != LinkResult::Ok) {
+        driver_.abandonHandshake();
+        takeDown(station, station.link.error(), StationTrouble::Unreachable);
+        return;
+    }
+    if (traffic_ != nullptr)
+        traffic_->opened(settings.name, station.link);
+    const Exchange result = exchange(station, request.frame, screenRegisterSession);
+    if (result.link != LinkResult::Ok || result.screened.verdict != Verdict::Good)
+        abandon(station, result);
+    else
+        driver_.acceptHandshake(&reply_);
+}
+
+void Cycle::openConnection(Station& station, const Protocol& request)
+{
+    const QByteArray sent = request.frame;
+    const Exchange result = exchange(station, sent, [&sent](ByteView reply) {
+        return screenForwardOpen(ByteView(sent), reply);
+    });
+    if (result.link != LinkResult::Ok || result.screened.verdict != Verdict::Good) {
+        abandon(station, result);
+        return;
+    }
+    station.targetToOriginatorId =
+        ByteView(reply_).u32(frame::forward_open::kReplyTargetToOriginatorId);
+    driver_.acceptHandshake(&reply_);
+    note(station, "connected");
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++station.statistics.sessions;
+    station.view = {};
+    station.view.online = true;
+    notifyChange();
+}
+
+/// Ends a handshake that failed. The driver would go on at once with the same identity; a new attempt
+/// after a pause has a new one.
+void Cycle::abandon(Station& station, const Exchange& exchange)
+{
+    driver_.abandonHandshake();
+    if (exchange.link == LinkResult::TimedOut)
+        takeDown(station, silence(station.settings), StationTrouble::Silent);
+    else if (exchange.link == LinkResult::Closed)
+        takeDown(station,
+                 station.link.error() + " during the handshake: no free session, or not "
+                                        "an EtherNet/IP device",
+                 StationTrouble::Refused);
+    else if (exchange.link == LinkResult::Malformed)
+        takeDown(station, station.link.error(), StationTrouble::NotEtherNetIp);
+    else if (exchange.link != LinkResult::Ok)
+        takeDown(station, station.link.error(), StationTrouble::LinkLost);
+    else if (exchange.screened.verdict == Verdict::Malformed)
+        takeDown(station, exchange.screened.reason, StationTrouble::NotEtherNetIp);
+    else if (exchange.screened.status.extended == cip_status::kDuplicateConnection)
+        takeDown(station, exchange.screened.reason, StationTrouble::ConnectionBusy);
+    else
+        takeDown(station, exchange.screened.reason, StationTrouble::Refused);
+}
+
+void Cycle::transfer(Station& station, const Protocol& request)
+{
+    const ByteView sent(request.frame);
+    const Served served{static_cast<Purpose>(request.var.hostArea), request.var.hostAddress,
+                        request.var.hostWord3,
+                        sent.u8(frame::connected::kService) == frame::kReadTag};
+    if (!requestPending_) {
+        station.resends = 0;
+        station.firstSentAt = Clock::now();
+    }
+    requestPending_ = false;
+    if (served.purpose == kWrite && !served.isRead)
+        station.writeSent = true;
+
+    const Exchange result = exchange(station, request.frame, [&](ByteView reply) {
+        return screenDataReply(sent, station.targetToOriginatorId, reply);
+    });
+    if (result.link == LinkResult::TimedOut) {
+        const int limit = std::min(station.settings.retries, int{Driver::kMaxResends});
+        if (station.resends < limit) {
+            ++station.resends;
+            driver_.keepForResend();
+            requestPending_ = true;
+            note(station, silence(station.settings) + ", asking again");
+            return;
+        }
+        giveUp(station, silence(station.settings), StationTrouble::Silent);
+    } else if (result.link == LinkResult::Interrupted) {
+        return;
+    } else if (result.link != LinkResult::Ok) {
+        giveUp(station, station.link.error(), StationTrouble::LinkLost);
+    } else if (result.screened.verdict == Verdict::Refused) {
+        refuse(station, request, served, result);
+    } else if (result.screened.verdict == Verdict::Good) {
+        accept(station, request, served, result);
+    } else {
+        giveUp(station, result.screened.reason, StationTrouble::LinkLost);
+    }
+}
+
+/// Why a reply of good status must not reach the driver all the same; empty when it may.
+std::string Cycle::objection(const Station& station, const Protocol& request, const Served& served)
+{
+    if (served.purpose == kWrite)
+        return {};
+    const ByteView reply(reply_);
+    if (reply.size() < frame::connected::kValues || !station.table.knows(served.tag))
+        return "the reply names no data type";
+    const Tag& tag = station.table.tag(served.tag);
+    const TagType type = typeOf(reply);
+    const bool stores = request.var.accessKind == kStoreReply;
+    // The driver goes by the first type it saw until the session ends.
+    if ((tag.typeStored || (stores && tag.typeKnown)) && tag.type != type)
+        return "the data type of " + tag.name + " changed: another program was downloaded";
+    if (!stores)
+        return {};
+
+    ElementRange range{0, 1};
+    if (served.purpose == kCyclicRead) {
+        if (!station.table.valid(served.tag, served.block))
+            return "a read that nobody asked for";
+        range = tag.blocks[static_cast<std::size_t>(served.block)].range;
+    }
+    const ReadRequest asked = decodeReadRequest(ByteView(request.frame));
+    if (!asked.valid || asked.firstElement != static_cast<std::uint32_t>(range.first) ||
+        asked.elements != static_cast<std::uint32_t>(range.count))
+        return "the request named other elements of " + tag.name + " than were wanted";
+    const ByteView values = valueBytesOf(reply);
+    if (type.element == nullptr)
+        return "the data type of " + tag.name + " is not known";
+    const bool complete =
+        type.element->kind == ValueKind::Text
+            ? measureText(*type.element, values) >= 0
+            : values.size() == static_cast<std::size_t>(range.count * type.element->width);
+    return complete ? std::string() : "the reply holds a wrong number of bytes for " + tag.name;
+}
+
+void Cycle::accept(Station& station, const Protocol& request, const Served& served,
+                   const Exchange& exchange)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    const std::string why = objection(station, request, served);
+    if (!why.empty() || !driver_.acceptReply(request, &reply_)) {
+        lock.unlock();
+        giveUp(station, why.empty() ? "the driver did not accept the reply" : why,
+               StationTrouble::ProgramChanged);
+        return;
+    }
+    station.backOff.reset();
+    station.statistics.roundTrips.add(exchange.receivedAt - exchange.sentAt);
+    if (served.purpose == kWrite && !served.isRead)
+        finishWrite(station, {true, {}, exchange.receivedAt});
+    else if (served.purpose != kWrite)
+        filed(station, served, exchange.receivedAt);
+}
+
+/// Books a good read: the driver has stored it, or only accepted it.
+void Cycle::filed(Station& station, const Served& served, Clock::time_point now)
+{
+    const ByteView reply(reply_);
+    ListChange change = ListChange::None;
+    if (served.purpose == kScout) {
+        station.onceReadQueued = false;
+        const int valueBytes = static_cast<int>(valueBytesOf(reply).size());
+        change = station.table.scouted(served.tag, typeOf(reply), valueBytes, now);
+        if (station.table.tag(served.tag).stage == Tag::Stage::Refused)
+            notifyChange();
+    } else {
+        change = station.table.stored(served.tag);
+        if (served.purpose == kProbe)
+            station.onceReadQueued = false;
+        else
+            publish(station, served);
+    }
+    apply(station, served.tag, change);
+    if (served.purpose == kCyclicRead)
+        countScan();
+}
+
+/// Fetches what the driver has just stored. At once, as blocks of types that it hands over byte by
+/// byte overlap in its store.
+void Cycle::publish(Station& station, const Served& served)
+{
+    const Tag& tag = station.table.tag(served.tag);
+    Block& block = station.table.block(served.tag, served.block);
+    if (tag.type.element->kind == ValueKind::Text) {
+        block.textSize = measureText(*tag.type.element, valueBytesOf(ByteView(reply_)));
+        block.registers = registersFor(*tag.type.element, 1, block.textSize);
+    }
+    // The driver has no entry for a text that was empty from the start.
+    fetched_.clear();
+    if (block.registers > 0 && !driver_.fetch(tag.driverName, block.var.indexText, station.number,
+                                              block.registers, &fetched_))
+        return;
+    block.sample.swap(fetched_);
+    block.readAt = station.firstSentAt;
+    block.current = true;
+    block.everRead = true;
+    block.refusal.clear();
+    ++station.statistics.values;
+}
+
+void Cycle::refuse(Station& station, const Protocol& request, const Served& served,
+                   const Exchange& exchange)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    ++station.statistics.refusals;
+    const std::string& reason = exchange.screened.reason;
+    const bool known = station.table.knows(served.tag);
+    const std::string name = known ? station.table.tag(served.tag).name : std::string("?");
+    note(station, name + " refused: " + reason);
+    const bool wouldPoison =
+        request.var.accessKind == kStoreReply && known && !station.table.tag(served.tag).typeStored;
+    const bool wouldRepeatForEver = served.purpose == kWrite && served.isRead;
+    if (wouldPoison || wouldRepeatForEver || !driver_.acceptRefusal(request, &reply_)) {
+        lock.unlock();
+        giveUp(station, name + ": " + reason, StationTrouble::ProgramChanged);
+        return;
+    }
+    station.backOff.reset();
+    station.statistics.roundTrips.add(exchange.receivedAt - exchange.sentAt);
+    if (served.purpose == kWrite) {
+        finishWrite(station, {false, reason, exchange.receivedAt});
+        return;
+    }
+    if (served.purpose == kScout || served.purpose == kProbe)
+        station.onceReadQueued = false;
+    const ListChange change =
+        served.purpose == kCyclicRead && station.table.valid(served.tag, served.block)
+            ? station.table.blockRefused(served.tag, served.block, exchange.screened,
+                                         exchange.receivedAt)
+            : station.table.tagRefused(served.tag, reason, exchange.receivedAt);
+    apply(station, served.tag, change);
+    if (served.purpose == kCyclicRead)
+        countScan();
+    notifyChange();
+}
+
+void Cycle::giveUp(Station& station, const std::string& reason, StationTrouble trouble)
+{
+    driver_.failTransaction();
+    takeDown(station, reason, trouble);
+}
+
+/// Closes the link, switches the station off in the driver and forgets what its session knew.
+void Cycle::takeDown(Station& station, const std::string& reason, StationTrouble trouble)
+{
+    if (traffic_ != nullptr && station.link.isOpen())
+        traffic_->closed(station.settings.name, station.link);
+    station.link.close();
+    driver_.enableStation(station.number, false);
+    const auto pause = station.backOff.next(trouble);
+    note(station, "down: " + reason + "; next attempt in " + std::to_string(pause.count()) + " ms");
+
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const Clock::time_point now = Clock::now();
+    station.up = false;
+    station.upAgainAt = now + pause;
+    station.onceReadQueued = false;
+    requestPending_ = false;
+    ++station.statistics.failures;
+    station.view.online = false;
+    station.view.reason = reason;
+    station.view.trouble = trouble;
+    station.view.attempts = station.backOff.failures();
+    station.table.startSession();
+    listDirty_ = true;
+    if (station.writeSent)
+        finishWrite(station, {false, reason + "; the value may or may not have arrived", now});
+    while (!waitingWrites_[static_cast<std::size_t>(station.number)].empty())
+        finishWrite(station, {false, "not written: " + reason, now});
+    notifyChange();
+}
+
+} // namespace panelhost

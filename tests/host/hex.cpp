@@ -1,0 +1,10 @@
+#include "hex.h"
+
+namespace panelhost {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(QByteArray(text));
+}
+
+} // namespace panelhost
