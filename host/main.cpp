@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <iostream>
 
@@ -93,7 +94,9 @@ int runProgram(int argc, char** argv)
         ->option_text("N");
     watch->callback([&] { run = [&] { return runWatch(options, watchOptions); }; });
 
-    if (argc > 1 && argv[1][0] != '-' && program.get_subcommand_no_throw(argv[1]) == nullptr)
+    const std::vector<CLI::App*> commands = program.get_subcommands(nullptr);
+    const auto isNamed = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+    if (argc > 1 && argv[1][0] != '-' && std::none_of(commands.begin(), commands.end(), isNamed))
         throw UsageError("unknown command '" + std::string(argv[1]) + "'; see panelhost --help");
     try {
         program.parse(argc, argv);
