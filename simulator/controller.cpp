@@ -15,11 +15,9 @@ constexpr std::size_t kConnectionIdSize = 4;
 } // namespace
 
 Controller::Controller(Program program, ControllerOptions options, TimePoint now)
-    : options_(options),
-      identity_(program.identity),
+    : options_(options), identity_(program.identity),
       tags_(std::move(program.tags), program.trueByte, options.seed, now),
-      tagServices_(tags_, options.tagServices),
-      connections_(options.connections, options.seed + 1),
+      tagServices_(tags_, options.tagServices), connections_(options.connections, options.seed + 1),
       random_(options.seed)
 {
     interfere({});

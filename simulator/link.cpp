@@ -13,10 +13,7 @@ constexpr std::size_t kMostWaitingAnswers = 64;
 } // namespace
 
 Link::Link(asio::ip::tcp::socket socket, LinkId id, Server& server)
-    : socket_(std::move(socket)),
-      id_(id),
-      server_(server),
-      departureTimer_(socket_.get_executor()),
+    : socket_(std::move(socket)), id_(id), server_(server), departureTimer_(socket_.get_executor()),
       idleTimer_(socket_.get_executor())
 {
 }

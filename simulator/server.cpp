@@ -27,12 +27,8 @@ SocketAddress reported(const tcp::endpoint& endpoint)
 
 Server::Server(asio::io_context& context, const tcp::endpoint& endpoint, Controller& controller,
                Options options)
-    : controller_(controller),
-      options_(options),
-      acceptor_(context, endpoint),
-      endpoint_(acceptor_.local_endpoint()),
-      datagrams_(context),
-      scanTimer_(context),
+    : controller_(controller), options_(options), acceptor_(context, endpoint),
+      endpoint_(acceptor_.local_endpoint()), datagrams_(context), scanTimer_(context),
       acceptTimer_(context)
 {
     controller_.listensOn(reported(endpoint_));

@@ -6,11 +6,8 @@
 namespace plcsim {
 
 Tag::Tag(TagDefinition definition, std::uint8_t trueByte)
-    : definition_(std::move(definition)),
-      trueByte_(trueByte),
-      fixedWidth_(size() * type().width),
-      texts_(type().isText() ? size() : 0),
-      held_(size(), false)
+    : definition_(std::move(definition)), trueByte_(trueByte), fixedWidth_(size() * type().width),
+      texts_(type().isText() ? size() : 0), held_(size(), false)
 {
     for (std::size_t i = 0; i < definition_.values.size(); ++i)
         setValue(i, definition_.values[i]);
