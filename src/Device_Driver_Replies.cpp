@@ -10,6 +10,8 @@
 
 #include <QMutexLocker>
 
+#include <algorithm>
+
 namespace {
 
 const int kMaxReplyAttempts = 4;      // short replies, or refused Forward Opens, before giving up
@@ -333,29 +335,31 @@ void reportFailure()
     PLC_driver.failCallback(&empty, PLC_driver.lastVar.hostArea, 1);
 }
 
+/// In one pass: a host may queue any number of variables.
+template <typename Condition>
+void removeWhere(QList<RW_VAR>& queue, Condition condition)
+{
+    queue.erase(std::remove_if(queue.begin(), queue.end(), condition), queue.end());
+}
+
 void purgeOnceReads(bool ofOneStation)
 {
-    const RW_VAR& failed = PLC_driver.lastVar;
-    QList<RW_VAR>& queue = PLC_driver.onceReadQueue;
-    for (int i = queue.size() - 1; i >= 0; --i) {
-        const RW_VAR& var = queue.at(i);
-        if (var.hostArea == failed.hostArea && var.hostAddress == failed.hostAddress &&
-            (!ofOneStation || var.station == failed.station))
-            queue.removeAt(i);
-    }
+    removeWhere(PLC_driver.onceReadQueue, [ofOneStation](const RW_VAR& var) {
+        const RW_VAR& failed = PLC_driver.lastVar;
+        return var.hostArea == failed.hostArea && var.hostAddress == failed.hostAddress &&
+               (!ofOneStation || var.station == failed.station);
+    });
 }
 
 void purgeWrites(bool ofOneStation)
 {
-    QList<RW_VAR>& queue = PLC_driver.writeQueue;
     if (!ofOneStation) {
-        queue.clear();
+        PLC_driver.writeQueue.clear();
         return;
     }
-    for (int i = queue.size() - 1; i >= 0; --i) {
-        if (queue.at(i).station == PLC_driver.lastVar.station)
-            queue.removeAt(i);
-    }
+    const int station = PLC_driver.lastVar.station;
+    removeWhere(PLC_driver.writeQueue,
+                [station](const RW_VAR& var) { return var.station == station; });
 }
 
 void finishTransaction(int code, bool viaLocal)

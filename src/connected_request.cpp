@@ -3,6 +3,7 @@
 #include "connected_request.h"
 
 #include "Device_Driver.h"
+#include "bounds.h"
 
 #include <cstring>
 
@@ -33,7 +34,7 @@ ConnectionFields connectionFields(const PLCTAGCOMMUNICATION& station)
 QByteArray startConnectedRequest(const QByteArray& frameTemplate, const QString& tagName)
 {
     QByteArray frame = frameTemplate;
-    frame.reserve(frameTemplate.size() + tagName.size() + kUsualTail);
+    frame.reserve(frameTemplate.size() + qMin(tagName.size(), kMaxTagNameLength) + kUsualTail);
     appendSymbolicSegment(frame, tagName);
     return frame;
 }

@@ -4,22 +4,6 @@
 
 namespace {
 
-void rebuild(DriverUnderFuzz& driver, FuzzInput& input)
-{
-    QList<ADDRESS_RECORD> records;
-    for (int i = input.below(6); i > 0; --i) {
-        ADDRESS_RECORD record;
-        record.tagName = input.familiarName();
-        record.indexText = input.indexText();
-        record.count = input.modestNumber();
-        records.append(record);
-    }
-    QList<ADDRESS_RECORD*> pointers;
-    for (ADDRESS_RECORD& record : records)
-        pointers.append(&record);
-    driver.rebuild(&pointers);
-}
-
 void reply(DriverUnderFuzz& driver, FuzzInput& input)
 {
     QByteArray bytes = driver.plausibleReply(input);
@@ -37,7 +21,7 @@ void callOne(DriverUnderFuzz& driver, FuzzInput& input)
     case 3: driver.addRead(&var); break;
     case 4: driver.addWrite(&var, input.below(3)); break;
     case 5: driver.addOnceRead(&var, input.below(3)); break;
-    case 6: rebuild(driver, input); break;
+    case 6: driver.rebuild(input, &FuzzInput::familiarName); break;
     case 7: driver.switchStation(input.number(), input.below(3)); break;
     case 8:
         driver.write(var.tagName, var.dataKind, var.indexText, var.station, var.data, var.count);

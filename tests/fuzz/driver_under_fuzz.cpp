@@ -132,6 +132,16 @@ bool isKnownResult(int code)
            isIn(kRemoteAccessKind) || isIn(kRemoteNoReply) || isIn(kRemoteWrongLength);
 }
 
+ADDRESS_RECORD addressRecord(FuzzInput& input, const QString& name)
+{
+    ADDRESS_RECORD record;
+    record.tagName = name;
+    record.indexText = input.indexText();
+    record.count = input.below(16) == 0 ? input.number() : input.modestNumber();
+    record.dataKind = input.byte();
+    return record;
+}
+
 } // namespace
 
 quint64 observedDigest()
@@ -212,9 +222,15 @@ RW_VAR* DriverUnderFuzz::reply(QByteArray* bytes, int receivedLength)
     return outcome;
 }
 
-int DriverUnderFuzz::rebuild(const QList<ADDRESS_RECORD*>* addresses)
+int DriverUnderFuzz::rebuild(FuzzInput& input, QString (FuzzInput::*name)())
 {
-    const int entries = ReCreatReadVarList(addresses);
+    QList<ADDRESS_RECORD> records;
+    for (int i = input.below(8); i > 0; --i)
+        records.append(addressRecord(input, (input.*name)()));
+    QList<ADDRESS_RECORD*> pointers;
+    for (int i = 0; i < records.size(); ++i)
+        pointers.append(input.below(16) == 0 ? nullptr : &records[i]);
+    const int entries = ReCreatReadVarList(input.below(16) == 0 ? nullptr : &pointers);
     cyclicAppended_ = 0;
     require(entries == PLC_driver.readList.size(), "a rebuild returns the list's length");
     for (int i = 0; i < entries; ++i) {

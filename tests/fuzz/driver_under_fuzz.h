@@ -9,7 +9,7 @@
 #include <micro850/host_interface.h>
 
 #include <QByteArray>
-#include <QList>
+#include <QString>
 
 /// One input's life: constructed, the driver is as after load with a host's record registered and
 /// the clock held still; at the end everything the host handed over is taken back.
@@ -32,7 +32,8 @@ public:
     // Entry points, each followed by all checks. What they return is part of the digest.
     Protocol* communicate();
     RW_VAR* reply(QByteArray* bytes, int receivedLength);
-    int rebuild(const QList<ADDRESS_RECORD*>* addresses);
+    /// From a list out of the input, null records and the null list included.
+    int rebuild(FuzzInput& input, QString (FuzzInput::*name)());
     int addRead(const RW_VAR* var);
     int addWrite(const RW_VAR* var, int mode);
     int addOnceRead(const RW_VAR* var, int mode);

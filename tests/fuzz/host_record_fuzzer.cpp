@@ -18,23 +18,6 @@ void passNames(FuzzInput& input)
     PassVarName(input.below(8) == 0 ? nullptr : &names);
 }
 
-void rebuild(DriverUnderFuzz& driver, FuzzInput& input)
-{
-    QList<ADDRESS_RECORD> records;
-    for (int i = input.below(8); i > 0; --i) {
-        ADDRESS_RECORD record;
-        record.tagName = input.hostileName();
-        record.indexText = input.indexText();
-        record.count = input.below(16) == 0 ? input.number() : input.modestNumber();
-        record.dataKind = input.byte();
-        records.append(record);
-    }
-    QList<ADDRESS_RECORD*> pointers;
-    for (ADDRESS_RECORD& record : records)
-        pointers.append(input.below(16) == 0 ? nullptr : &record);
-    driver.rebuild(input.below(16) == 0 ? nullptr : &pointers);
-}
-
 void cycle(DriverUnderFuzz& driver, FuzzInput& input)
 {
     Protocol* request = driver.communicate();
@@ -55,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const quint8* bytes, size_t size)
     driver.settings(input);
     passNames(input);
     if (input.flag())
-        rebuild(driver, input);
+        driver.rebuild(input, &FuzzInput::hostileName);
     for (int calls = 0; calls < 64 && !input.isAtEnd(); ++calls) {
         const RW_VAR var = hostileVariable(input);
         const RW_VAR* given = input.below(32) == 0 ? nullptr : &var;
