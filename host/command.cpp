@@ -65,6 +65,9 @@ Project projectFor(const CommonOptions& options)
             station.retries = options.retries;
     }
     selectTags(&project, options.tags);
+    // Commands that look once need no scan after scan while a slower station is still answering.
+    if (project.cycle.scanInterval.count() == 0)
+        project.cycle.scanInterval = std::chrono::milliseconds(500);
     if (project.tags.empty())
         throw UsageError("no tag given, and the target names none");
     return project;
@@ -75,20 +78,34 @@ std::string libraryFor(const CommonOptions& options)
     return options.library.empty() ? DriverLibrary::defaultFile() : options.library;
 }
 
+namespace {
+
+bool settled(const Host& host, std::size_t tag)
+{
+    const auto station = static_cast<std::size_t>(host.project().tags[tag].station);
+    return host.snapshot(tag).settled || hopeless(host.station(station));
+}
+
+} // namespace
+
 void waitUntilSettled(Host* host, Clock::time_point deadline)
 {
-    const auto settled = [host](std::size_t tag) {
-        return host->snapshot(tag).settled ||
-               hopeless(host->station(static_cast<std::size_t>(host->project().tags[tag].station)));
-    };
     std::size_t next = 0;
     while (Clock::now() < deadline && !stopRequested()) {
-        while (next < host->tagCount() && settled(next))
+        while (next < host->tagCount() && settled(*host, next))
             ++next;
         if (next == host->tagCount())
             return;
         host->waitForChange(std::min(deadline, Clock::now() + std::chrono::milliseconds(100)));
     }
+}
+
+std::size_t settledTags(const Host& host)
+{
+    std::size_t count = 0;
+    for (std::size_t tag = 0; tag < host.tagCount(); ++tag)
+        count += settled(host, tag) ? 1 : 0;
+    return count;
 }
 
 Clock::time_point firstReadDeadline(const Project& project)

@@ -31,6 +31,9 @@ struct CommonOptions {
     bool csv = false;
     bool json = false;
     bool statistics = false;
+    std::string captureFile;
+    std::string logFile;
+    Traffic* traffic = nullptr; ///< what captureFile and logFile ask for; null for neither
 
     Format format() const { return json ? Format::Json : csv ? Format::Csv : Format::Text; }
 };
@@ -48,6 +51,9 @@ void explainNoConnection(const Host& host);
 
 /// Waits until every tag is settled or its station has turned out not to answer, or the time is over.
 void waitUntilSettled(Host* host, Clock::time_point deadline);
+
+/// How many tags are settled, or have a station that turned out not to answer.
+std::size_t settledTags(const Host& host);
 
 /// Long enough for a first read of everything, the worst case included.
 Clock::time_point firstReadDeadline(const Project& project);
@@ -70,6 +76,12 @@ struct WatchOptions {
 int runRead(const CommonOptions& options);
 int runWrite(const CommonOptions& options, const std::vector<std::string>& assignments);
 int runWatch(const CommonOptions& options, const WatchOptions& watch);
+int runCheck(const CommonOptions& options);
+/// responseTime is a controller's, in milliseconds.
+int runPlan(const CommonOptions& options, double responseTime);
+int runIdentify(const CommonOptions& options);
+/// duration in seconds.
+int runBench(const CommonOptions& options, double duration);
 
 } // namespace panelhost
 

@@ -8,7 +8,7 @@ namespace panelhost {
 int runRead(const CommonOptions& options)
 {
     const Project project = projectFor(options);
-    Host host(project, libraryFor(options), nullptr);
+    Host host(project, libraryFor(options), options.traffic);
     host.start();
     waitUntilSettled(&host, firstReadDeadline(project));
     const ExitCode result = verdict(host);

@@ -16,7 +16,7 @@ int runWatch(const CommonOptions& options, const WatchOptions& watch)
     Project project = projectFor(options);
     project.cycle.scanInterval = duration_cast<std::chrono::milliseconds>(interval);
     project.cycle.staleAfter += project.cycle.scanInterval;
-    Host host(project, libraryFor(options), nullptr);
+    Host host(project, libraryFor(options), options.traffic);
     host.start();
     waitUntilSettled(&host, firstReadDeadline(project));
 

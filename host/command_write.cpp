@@ -108,7 +108,7 @@ int runWrite(const CommonOptions& options, const std::vector<std::string>& assig
         withTags.tags.push_back(wanted.back().tag);
     }
     const Project project = projectFor(withTags);
-    Host host(project, libraryFor(options), nullptr);
+    Host host(project, libraryFor(options), options.traffic);
     host.start();
     waitUntilSettled(&host, firstReadDeadline(project));
 

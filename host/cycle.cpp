@@ -218,6 +218,7 @@ void Cycle::appendToReadList(const Tag& tag)
     for (const Block& block : tag.blocks)
         if (block.listed)
             listSize_ = driver_.addCyclicRead(block.var);
+    nextScanAt_ = Clock::time_point(); // what is new is wanted now
 }
 
 void Cycle::rebuildReadList()

@@ -241,10 +241,12 @@ void Cycle::accept(Station& station, const Protocol& request, const Served& serv
     }
     station.backOff.reset();
     station.statistics.roundTrips.add(exchange.receivedAt - exchange.sentAt);
-    if (served.purpose == kWrite && !served.isRead)
+    if (served.purpose == kWrite && !served.isRead) {
         finishWrite(station, {true, {}, exchange.receivedAt});
-    else if (served.purpose != kWrite)
+        nextScanAt_ = exchange.receivedAt; // people wait to see what they wrote
+    } else if (served.purpose != kWrite) {
         filed(station, served, exchange.receivedAt);
+    }
 }
 
 /// Books a good read: the driver has stored it, or only accepted it.

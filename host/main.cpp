@@ -1,5 +1,6 @@
 // panelhost: reads, writes and watches tags of Micro850 controllers through the driver library.
 
+#include "capture.h"
 #include "command.h"
 
 #include <CLI/CLI.hpp>
@@ -26,6 +27,10 @@ void addCommonOptions(CLI::App* command, CommonOptions* options)
     command->add_option("--library", options->library, "Driver library to load")
         ->option_text("FILE");
     command->add_flag("--statistics", options->statistics, "Print traffic figures at the end");
+    command->add_option("--capture", options->captureFile, "Write all frames for Wireshark")
+        ->option_text("FILE");
+    command->add_option("--log", options->logFile, "Write what happened, in words")
+        ->option_text("FILE");
 }
 
 void addFormatOptions(CLI::App* command, CommonOptions* options)
@@ -48,6 +53,21 @@ CLI::App* addCommand(CLI::App* program, const char* name, const char* what, cons
     CLI::App* command = program->add_subcommand(name, what);
     command->footer(std::string("\nExample:\n  ") + example);
     return command;
+}
+
+/// What --capture and --log ask for.
+std::unique_ptr<TrafficFan> trafficFor(const CommonOptions& options)
+{
+    auto fan = std::make_unique<TrafficFan>();
+    try {
+        if (!options.captureFile.empty())
+            fan->add(std::make_unique<Capture>(options.captureFile));
+        if (!options.logFile.empty())
+            fan->add(std::make_unique<Log>(options.logFile));
+    } catch (const std::runtime_error& error) {
+        throw UsageError(error.what());
+    }
+    return fan;
 }
 
 int runProgram(int argc, char** argv)
@@ -94,6 +114,45 @@ int runProgram(int argc, char** argv)
         ->option_text("N");
     watch->callback([&] { run = [&] { return runWatch(options, watchOptions); }; });
 
+    CLI::App* check = addCommand(&program, "check", "Try every tag of a project once",
+                                 "panelhost check machine.toml");
+    addCommonOptions(check, &options);
+    addTags(check, &options);
+    check->callback([&] { run = [&] { return runCheck(options); }; });
+
+    double responseTime = 5;
+    CLI::App* plan = addCommand(&program, "plan", "Tell what one scan costs, without a network",
+                                "panelhost plan machine.toml --response-time 8");
+    plan->add_option("target", options.target, "Project file (.toml) that names the tags' types")
+        ->required()
+        ->option_text(" ");
+    plan->add_option("--response-time", responseTime, "Of the controllers (default 5)")
+        ->check(CLI::Range(0.0, 60000.0))
+        ->option_text("MS");
+    plan->callback([&] { run = [&] { return runPlan(options, responseTime); }; });
+
+    CLI::App* identify =
+        addCommand(&program, "identify", "Ask what a device is", "panelhost identify 192.168.1.10");
+    identify->add_option("target", options.target, "HOST[:PORT] or a project file (.toml)")
+        ->required()
+        ->option_text(" ");
+    identify->add_option("--timeout", options.timeout, "Time-out (default 2000)")
+        ->check(CLI::Range(10, 60000))
+        ->option_text("MS");
+    identify->add_flag("--json", options.json, "One JSON record per station");
+    identify->callback([&] { run = [&] { return runIdentify(options); }; });
+
+    double benchDuration = 5;
+    CLI::App* bench = addCommand(&program, "bench", "Scan without pause and measure",
+                                 "panelhost bench 192.168.1.10 Counter --for 10");
+    addCommonOptions(bench, &options);
+    addTags(bench, &options);
+    bench->add_option("--for", benchDuration, "Seconds to measure (default 5)")
+        ->check(CLI::Range(0.1, 1e6))
+        ->option_text("SECONDS");
+    bench->add_flag("--json", options.json, "Figures as a JSON record")->option_text(" ");
+    bench->callback([&] { run = [&] { return runBench(options, benchDuration); }; });
+
     const std::vector<CLI::App*> commands = program.get_subcommands(nullptr);
     const auto isNamed = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
     if (argc > 1 && argv[1][0] != '-' && std::none_of(commands.begin(), commands.end(), isNamed))
@@ -106,6 +165,9 @@ int runProgram(int argc, char** argv)
         std::cerr << "panelhost: " << error.what() << "; see panelhost --help\n";
         return kUsage;
     }
+    const std::unique_ptr<TrafficFan> traffic = trafficFor(options);
+    if (!traffic->empty())
+        options.traffic = traffic.get();
     return run();
 }
 

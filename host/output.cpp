@@ -1,5 +1,7 @@
 #include "output.h"
 
+#include "capture.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -58,22 +60,9 @@ nlohmann::json jsonValue(const ProjectTag& tag, const CipType& type, const Value
     return std::visit([](const auto& plain) { return nlohmann::json(plain); }, value);
 }
 
-std::string timeNow()
-{
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    const auto fraction = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    char text[32];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
-    std::snprintf(text + length, sizeof text - length, ".%03dZ", static_cast<int>(fraction));
-    return text;
-}
-
 void printJson(const Host& host)
 {
-    const std::string time = timeNow();
+    const std::string time = utcTime();
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < host.tagCount(); ++i) {
         const ProjectTag& tag = host.project().tags[i];
@@ -119,7 +108,7 @@ void printCsv(const Host& host, bool withHeader)
 {
     if (withHeader)
         std::cout << "time,station,tag,type,quality,age_ms,value,reason\n";
-    const std::string time = timeNow();
+    const std::string time = utcTime();
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < host.tagCount(); ++i) {
         const ProjectTag& tag = host.project().tags[i];
