@@ -65,13 +65,13 @@ void finishConnectedRequest(QByteArray& frame, const ConnectionFields& connectio
 
 void queueConnectedRequest(const QByteArray& frame, const RW_VAR& var, int fixedReplyLength)
 {
-    Protocol request;
+    PLC_driver.requests.append(Protocol());
+    Protocol& request = PLC_driver.requests.last();
     request.frame = frame;
     request.frameLength = frame.size();
     request.replyLength = kReplyLengthUnknown;
     request.fixedReplyLength = fixedReplyLength;
     request.var = var;
-    PLC_driver.requests.append(request);
 
     COM_INFO& comInfo = comInfoRecord();
     comInfo.framesExpected = 1;

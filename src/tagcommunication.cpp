@@ -224,8 +224,9 @@ void appendSymbolicSegment(QByteArray& path, const QString& tagName)
     char* at = wire::grow(path, 2 + length + pad);
     wire::putU8(at++, wire::kSymbolicSegment);
     wire::putU8(at++, static_cast<quint32>(length));
+    const QChar* characters = tagName.constData();
     for (int i = 0; i < length; ++i)
-        *at++ = latin1OrZero(tagName.at(i));
+        *at++ = latin1OrZero(characters[i]);
     if (pad != 0)
         *at = '\0';
 }
