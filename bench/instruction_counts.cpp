@@ -1,6 +1,10 @@
-// What one call costs, in instructions and heap allocations. Run under callgrind with
-// --collect-atstart=no: each measurement is dumped under its name, which scripts/bench reads. Without
-// callgrind it prints the allocations alone.
+// What one call costs, in instructions and heap allocations.
+//
+//   instruction_counts transactions   one read and one write
+//   instruction_counts all            these, storing and fetching, and reads of ever larger drivers
+//
+// Run it under callgrind with --collect-atstart=no: each measurement is dumped under its name, which
+// read_callgrind reads. Without callgrind it prints the allocations alone.
 
 #include "Device_Driver.h"
 #include "Func_DealData.h"
@@ -10,6 +14,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <valgrind/callgrind.h>
 
 namespace {
@@ -18,7 +23,7 @@ const int kRepeats = 100;
 
 /// Runs an action often, counting only it; prepare runs before each time and is not counted.
 template <typename Prepare, typename Action>
-void measure(const char* name, Prepare prepare, Action action)
+void measure(const std::string& name, Prepare prepare, Action action)
 {
     prepare();
     action(); // the first time fills caches of Qt and of the C library
@@ -32,28 +37,27 @@ void measure(const char* name, Prepare prepare, Action action)
         CALLGRIND_TOGGLE_COLLECT;
         allocated += bench::allocations() - before;
     }
-    CALLGRIND_DUMP_STATS_AT(name);
-    std::printf("%s allocations %.2f\n", name, double(allocated) / kRepeats);
+    CALLGRIND_DUMP_STATS_AT(name.c_str());
+    std::printf("%s repeats %d allocations %.2f\n", name.c_str(), kRepeats,
+                double(allocated) / kRepeats);
 }
 
 template <typename Action>
-void measure(const char* name, Action action)
+void measure(const std::string& name, Action action)
 {
     measure(
         name, [] {}, action);
 }
 
 /// One cyclic read as a host makes it, its reply ready.
-void measureRead(const char* name, int variables, int stations)
+void measureRead(int variables, int stations)
 {
     bench::Scenario scenario(variables, stations);
     QByteArray reply;
+    const std::string name = "read_" + std::to_string(variables) + "_variables_" +
+                             std::to_string(stations) + "_stations";
     measure(
-        name,
-        [&] {
-            reply = scenario.answer(*ComCommunication());
-            PLC_driver.requests.clear();
-        },
+        name, [&] { reply = scenario.readReply(); },
         [&] {
             ComCommunication();
             DataCom(&reply, reply.size());
@@ -61,6 +65,7 @@ void measureRead(const char* name, int variables, int stations)
         });
 }
 
+/// One write, from the host's call to the end of its transaction.
 void measureWrite()
 {
     bench::Scenario scenario(10, 1);
@@ -73,10 +78,7 @@ void measureWrite()
         "write",
         [&] {
             PLC_driver.writesServed = 0;
-            Protocol write;
-            write.replyLength = -1;
-            write.frame = QByteArray(64, '\x53');
-            reply = scenario.answer(write);
+            reply = scenario.writeReply();
         },
         [&] {
             SetRegisterData(tag, 4, index, 0, value, 2, 1, 2);
@@ -86,40 +88,26 @@ void measureWrite()
         });
 }
 
-void storeReply(bench::Scenario& scenario, const char* name, int valueBytes)
-{
-    scenario.setValueBytes(valueBytes);
-    QByteArray reply = scenario.answer(*ComCommunication());
-    measure(name, [&] { SaveToLocalDataErea(&reply); });
-    PLC_driver.requests.clear();
-}
-
-void measureStore()
+void measureStore(int valueBytes)
 {
     bench::Scenario scenario(10, 1);
-    storeReply(scenario, "store_4_bytes", 4);
-    storeReply(scenario, "store_480_bytes", 480);
+    scenario.setValueBytes(valueBytes);
+    QByteArray reply = scenario.readReply();
+    ComCommunication();
+    measure("store_" + std::to_string(valueBytes) + "_bytes", [&] { SaveToLocalDataErea(&reply); });
 }
 
-/// An INT array image of 10,000 elements, fetched whole and by one register.
+/// An INT array of 10,000 elements, fetched whole and by one register, beside a copy of its bytes.
 void measureFetch()
 {
+    const unsigned elements = 10000;
     bench::Scenario scenario(10, 1);
-    const QString tag = QStringLiteral("Recipe");
-    PLCTAGCOMMUNICATION& station = PLCDataStorage[0];
-    station.tagTypeMap[tag] = QByteArray::fromHex("03c300ff");
-    station.tagDataMap[tag] = QByteArray(20000, '\x11');
-    varName array;
-    array.name = QStringLiteral("no tag bears this name");
-    array.kind = 2;
-    const QList<varName> names = {array};
-    PassVarName(&names);
-
+    const QString tag = scenario.addIntArray(elements);
     const QString index = QStringLiteral("0");
     QByteArray out;
     measure("fetch_1_register", [&] { GetRegisterData(tag, 0, index, 0, &out, 1); });
-    measure("fetch_10000_registers", [&] { GetRegisterData(tag, 0, index, 0, &out, 10000); });
-    const QByteArray image(20000, '\x11');
+    measure("fetch_10000_registers", [&] { GetRegisterData(tag, 0, index, 0, &out, elements); });
+    const QByteArray image(2 * elements, '\x11');
     measure("copy_20000_bytes", [&] {
         out.clear();
         out.resize(image.size());
@@ -131,12 +119,22 @@ void measureFetch()
 
 int main(int argc, char** argv)
 {
-    const bool large = argc < 2 || std::strcmp(argv[1], "--small") != 0;
-    measureRead("read_10_variables_1_station", 10, 1);
-    if (large)
-        measureRead("read_100000_variables_1000_stations", 100000, 1000);
+    const std::string what = argc == 2 ? argv[1] : "";
+    if (what != "transactions" && what != "all") {
+        std::fputs("usage: instruction_counts transactions|all\n", stderr);
+        return 2;
+    }
+    measureRead(10, 1);
     measureWrite();
-    measureStore();
+    if (what == "transactions")
+        return 0;
+    for (int variables : {100, 1000, 10000, 100000})
+        measureRead(variables, 1);
+    for (int stations : {10, 100, 1000})
+        measureRead(1000, stations);
+    measureRead(100000, 1000);
+    measureStore(4);
+    measureStore(480);
     measureFetch();
     return 0;
 }

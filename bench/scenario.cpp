@@ -7,9 +7,16 @@
 #include "tagcommunication.h"
 #include "wire.h"
 
+#include <algorithm>
+#include <numeric>
+#include <random>
+
 namespace bench {
 
 namespace {
+
+const int kArrayKind = 2; // varName::kind
+const int kSingleKind = 1;
 
 QByteArray bytes(const char* hex)
 {
@@ -28,6 +35,16 @@ void resetDriver()
     plcAddList.clear();
 }
 
+/// The driver treats every tag as the kind says: the list holds one name, which no tag bears.
+void treatAllTagsAs(int kind)
+{
+    varName other;
+    other.name = QStringLiteral("no tag bears this name");
+    other.kind = kind;
+    const QList<varName> names = {other};
+    PassVarName(&names);
+}
+
 QByteArray registerSessionReply()
 {
     return bytes("65000400112233440000000000000000000000000000000001000000");
@@ -44,8 +61,10 @@ QByteArray connectedReply(char service, const QByteArray& body)
     QByteArray reply = bytes("7000000011223344000000000000000000000000000000000000000000000200a100"
                              "04000100fe80b10000000100");
     reply.append(service).append(3, '\0').append(body);
-    wire::putU16(wire::mutableBytes(reply) + 2, quint32(reply.size() - 24));
-    wire::putU16(wire::mutableBytes(reply) + 42, quint32(reply.size() - 44));
+    wire::putU16(wire::mutableBytes(reply) + wire::kLength,
+                 quint32(reply.size() - wire::kEncapsulationHeaderSize));
+    wire::putU16(wire::mutableBytes(reply) + wire::kConnectedItemLength,
+                 quint32(reply.size() - wire::kSequenceCount));
     return reply;
 }
 
@@ -59,11 +78,7 @@ Scenario::Scenario(int variables, int stations) : stations_(stations)
     comInfo_.retryLimit = 3;
     SetComInfo(&comInfo_);
 
-    varName single;
-    single.name = QStringLiteral("no tag bears this name");
-    single.kind = 1;
-    const QList<varName> names = {single};
-    PassVarName(&names);
+    treatAllTagsAs(kSingleKind);
     for (int i = 0; i < variables; ++i) {
         RW_VAR var;
         var.tagName = tagName(i);
@@ -88,20 +103,28 @@ QString Scenario::tagName(int variable)
 
 QByteArray Scenario::answer(const Protocol& request) const
 {
-    if (request.replyLength == 28)
+    if (request.replyLength == wire::kRegisterSessionReplyLength)
         return registerSessionReply();
-    if (request.replyLength == 70)
+    if (request.replyLength == wire::kForwardOpenReplyLength)
         return forwardOpenReply();
-    const bool isRead = request.frame.at(46) == wire::kReadTag;
-    return isRead ? connectedReply('\xcc', bytes("c400") + QByteArray(valueBytes_, '\x2a'))
-                  : connectedReply('\xd3', QByteArray());
+    return request.frame.at(wire::kService) == wire::kReadTag ? readReply() : writeReply();
+}
+
+QByteArray Scenario::readReply() const
+{
+    return connectedReply('\xcc', bytes("c400") + QByteArray(valueBytes_, '\x2a'));
+}
+
+QByteArray Scenario::writeReply() const
+{
+    return connectedReply('\xd3', QByteArray());
 }
 
 void Scenario::run(int count)
 {
     for (int ended = 0; ended < count;) {
         const Protocol* request = ComCommunication();
-        const bool isData = request->replyLength == -1;
+        const bool isData = request->replyLength == kReplyLengthUnknown;
         QByteArray reply = answer(*request);
         DataCom(&reply, reply.size());
         if (isData) {
@@ -109,6 +132,31 @@ void Scenario::run(int count)
             ++ended;
         }
     }
+}
+
+QString Scenario::addIntArray(int elements)
+{
+    const QString name = QStringLiteral("Recipe");
+    PLCTAGCOMMUNICATION& station = PLCDataStorage[0];
+    station.tagTypeMap[name] = bytes("03c300ff");
+    station.tagDataMap[name] = QByteArray(2 * elements, '\x11');
+    treatAllTagsAs(kArrayKind);
+    return name;
+}
+
+ShuffledArray::ShuffledArray(int elements) : records_(static_cast<size_t>(elements))
+{
+    std::vector<int> indexes(records_.size());
+    std::iota(indexes.begin(), indexes.end(), 0);
+    std::shuffle(indexes.begin(), indexes.end(), std::mt19937(1));
+    const QString name = QStringLiteral("Recipe");
+    for (size_t i = 0; i < records_.size(); ++i) {
+        records_[i].tagName = name;
+        records_[i].indexText = QString::number(indexes[i]);
+        records_[i].count = 1;
+        addresses_.append(&records_[i]);
+    }
+    treatAllTagsAs(kArrayKind);
 }
 
 } // namespace bench

@@ -9,7 +9,7 @@
 #include <QList>
 #include <QString>
 
-#include <string>
+#include <vector>
 
 namespace bench {
 
@@ -24,12 +24,19 @@ public:
 
     /// What a controller answers to a request.
     QByteArray answer(const Protocol& request) const;
+    QByteArray readReply() const;
+    QByteArray writeReply() const;
 
     /// Runs whole transactions until count of them have ended.
     void run(int count);
 
     /// Replies to reads carry so many value bytes from now on.
     void setValueBytes(int count) { valueBytes_ = count; }
+
+    COM_INFO& comInfo() { return comInfo_; }
+
+    /// Puts an INT array that was read whole into station 0, under a name of its own.
+    QString addIntArray(int elements);
 
     static QString tagName(int variable);
     int stationOf(int variable) const { return variable % stations_; }
@@ -38,6 +45,18 @@ private:
     int stations_;
     int valueBytes_ = 4;
     COM_INFO comInfo_;
+};
+
+/// Addresses of one element each of one array. The elements come in random order, as screens name them;
+/// the records lie in memory as a host makes them, one after the other.
+class ShuffledArray {
+public:
+    explicit ShuffledArray(int elements);
+    const QList<ADDRESS_RECORD*>& addresses() const { return addresses_; }
+
+private:
+    std::vector<ADDRESS_RECORD> records_;
+    QList<ADDRESS_RECORD*> addresses_;
 };
 
 } // namespace bench
