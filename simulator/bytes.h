@@ -1,7 +1,6 @@
 // Bytes as they travel: little-endian reading that cannot run past the end, and writing.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -90,10 +89,7 @@ public:
 
     ByteWriter& append(ByteView bytes)
     {
-        // Not insert(): GCC 12 sees an overflow in it that is none when it optimises.
-        target_.resize(target_.size() + bytes.size());
-        std::copy(bytes.begin(), bytes.end(),
-                  target_.end() - static_cast<std::ptrdiff_t>(bytes.size()));
+        target_.insert(target_.end(), bytes.begin(), bytes.end());
         return *this;
     }
 

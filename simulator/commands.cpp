@@ -2,6 +2,7 @@
 
 #include "tag_reference.h"
 
+#include <algorithm>
 #include <cctype>
 #include <utility>
 
@@ -46,6 +47,13 @@ std::string shown(const TagReference& reference)
     return line;
 }
 
+std::string helpLine(std::string usage, const char* purpose)
+{
+    constexpr std::size_t kPurposeColumn = 30;
+    usage.resize(std::max(usage.size(), kPurposeColumn), ' ');
+    return usage + " " + purpose;
+}
+
 Value parseFor(const Tag& tag, const std::string& word)
 {
     Value value = parseValue(tag.type(), word);
@@ -58,8 +66,8 @@ Value parseFor(const Tag& tag, const std::string& word)
 
 } // namespace
 
-Commands::Commands(Controller& controller, Surroundings surroundings)
-    : controller_(controller), surroundings_(std::move(surroundings))
+Commands::Commands(Controller& controller, Faults& faults, Surroundings surroundings)
+    : controller_(controller), faults_(faults), surroundings_(std::move(surroundings))
 {
 }
 
@@ -77,6 +85,8 @@ const std::vector<Commands::Entry>& Commands::entries()
          &Commands::status},
         {"download", "download FILE", "replaces all tags by those of another tag file",
          &Commands::download},
+        {"fault", "fault KIND ...", "makes something go wrong; fault list, fault clear",
+         &Commands::fault},
         {"help", "help", "shows this list", &Commands::help},
         {"quit", "quit", "ends the simulator", &Commands::quit},
     };
@@ -153,7 +163,8 @@ Commands::Lines Commands::status(const Words& words)
             item("connections", controller_.connectionCount()) +
             item("requests", counters.requests) + item("replies", counters.replies) +
             item("refusals", counters.refusals) + item("duplicates", counters.duplicates) +
-            item("unanswered", counters.unanswered) + item("expired", counters.expired)};
+            item("unanswered", counters.unanswered) + item("expired", counters.expired) +
+            item("faults", faults_.list().size())};
 }
 
 Commands::Lines Commands::download(const Words& words)
@@ -164,15 +175,36 @@ Commands::Lines Commands::download(const Words& words)
             " tags"};
 }
 
+Commands::Lines Commands::fault(const Words& words)
+{
+    if (words.size() == 2 && words[1] == "clear") {
+        faults_.clear();
+        return {"fault clear"};
+    }
+    if (words.size() == 2 && words[1] == "list") {
+        Lines lines = {"faults " + std::to_string(faults_.list().size())};
+        for (const std::string& text : faults_.list())
+            lines.push_back(text);
+        return lines;
+    }
+    const Words order(words.begin() + 1, words.end());
+    faults_.add(order);
+    std::string line = "fault";
+    for (const std::string& word : order)
+        line += " " + word;
+    return {line};
+}
+
 Commands::Lines Commands::help(const Words& words)
 {
     expectWords(words, 1, "help");
     Lines lines;
-    for (const Entry& entry : entries()) {
-        std::string usage = entry.usage;
-        usage.resize(std::max<std::size_t>(usage.size(), 18), ' ');
-        lines.push_back(usage + " " + entry.purpose);
-    }
+    for (const Entry& entry : entries())
+        lines.push_back(helpLine(entry.usage, entry.purpose));
+    lines.push_back(
+        "Kinds of fault, each with [on session|open|data] [for SECONDS] [times N] [chance P]:");
+    for (const FaultUsage& usage : faultUsages())
+        lines.push_back("  " + helpLine(usage.usage, usage.purpose));
     return lines;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "controller.h"
+#include "faults.h"
 
 #include <functional>
 #include <string>
@@ -18,7 +19,7 @@ public:
         std::function<void()> quit = [] {};
     };
 
-    Commands(Controller& controller, Surroundings surroundings);
+    Commands(Controller& controller, Faults& faults, Surroundings surroundings);
 
     /// Carries out one line and says what there is to say, one string per line. A line that makes
     /// no sense changes nothing and is answered with "error: ...".
@@ -34,6 +35,7 @@ private:
     Lines listTags(const Words& words);
     Lines status(const Words& words);
     Lines download(const Words& words);
+    Lines fault(const Words& words);
     Lines help(const Words& words);
     Lines quit(const Words& words);
 
@@ -46,6 +48,7 @@ private:
     static const std::vector<Entry>& entries();
 
     Controller& controller_;
+    Faults& faults_;
     Surroundings surroundings_;
 };
 

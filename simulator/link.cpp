@@ -69,7 +69,7 @@ void Link::serveFrames()
 
 void Link::serve(const Frame& request)
 {
-    if (!server_.silence_())
+    if (!server_.ignores_(request))
         answer(request, server_.controller_.handle(id_, request, Clock::now()));
 }
 

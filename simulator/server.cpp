@@ -29,7 +29,7 @@ Server::Server(asio::io_context& context, const tcp::endpoint& endpoint, Control
                Options options)
     : controller_(controller), options_(options), acceptor_(context, endpoint),
       endpoint_(acceptor_.local_endpoint()), datagrams_(context), scanTimer_(context),
-      acceptTimer_(context)
+      acceptTimer_(context), offlineTimer_(context)
 {
     controller_.listensOn(reported(endpoint_));
     accept();
@@ -56,6 +56,7 @@ void Server::stop()
     datagrams_.close(ignored);
     scanTimer_.cancel();
     acceptTimer_.cancel();
+    offlineTimer_.cancel();
     dropLinks();
 }
 
@@ -82,6 +83,35 @@ void Server::acceptLater()
         if (!error)
             accept();
     });
+}
+
+void Server::goOffline(Duration lasting)
+{
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    acceptTimer_.cancel();
+    dropLinks();
+    offlineTimer_.expires_after(lasting);
+    offlineTimer_.async_wait([this](const asio::error_code& error) {
+        if (!error)
+            comeOnline();
+    });
+}
+
+void Server::comeOnline()
+{
+    if (!isOffline())
+        return;
+    asio::error_code error;
+    acceptor_.open(endpoint_.protocol(), error);
+    acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
+    acceptor_.bind(endpoint_, error);
+    if (!error)
+        acceptor_.listen(asio::socket_base::max_listen_connections, error);
+    if (error)
+        return goOffline(kPauseAfterFailedAccept); // somebody took the port; it may be free again
+    offlineTimer_.cancel();
+    accept();
 }
 
 void Server::scanLater()
@@ -125,7 +155,8 @@ void Server::answerDatagram(std::size_t size)
     FrameAssembler assembler;
     assembler.feed(ByteView(datagram_.data(), size));
     const std::optional<Frame> request = assembler.next();
-    if (request && request->command == command::kListIdentity && !silence_()) {
+    if (request && request->command == command::kListIdentity && !isOffline() &&
+        !ignores_(*request)) {
         const Controller::Outcome outcome = controller_.handle(0, *request, Clock::now());
         asio::error_code ignored;
         if (outcome.reply)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "controller.h"
+#include "delivery.h"
 
 #include <asio.hpp>
 
@@ -13,13 +14,6 @@
 #include <string>
 
 namespace plcsim {
-
-/// Part of an answer on its way: bytes, when they leave, and whether the link ends with them.
-struct Delivery {
-    Bytes bytes;
-    Duration delay = {}; ///< beyond the response time
-    bool closeLink = false;
-};
 
 class Link;
 
@@ -33,8 +27,8 @@ public:
 
     /// What becomes of an answer; by default it is delivered once and at once.
     using DeliveryPlan = std::function<std::vector<Delivery>(const Frame& request, Bytes answer)>;
-    /// Whether requests are to be met with silence at the moment.
-    using Silence = std::function<bool()>;
+    /// Whether a request is to be met with silence.
+    using Deafness = std::function<bool(const Frame& request)>;
 
     /// Listens at once; throws asio::system_error if it cannot.
     Server(asio::io_context& context, const asio::ip::tcp::endpoint& endpoint,
@@ -45,11 +39,17 @@ public:
     Server& operator=(const Server&) = delete;
 
     void plan(DeliveryPlan plan) { plan_ = std::move(plan); }
-    void beSilentWhile(Silence silence) { silence_ = std::move(silence); }
+    void ignore(Deafness ignores) { ignores_ = std::move(ignores); }
 
     asio::ip::tcp::endpoint endpoint() const { return endpoint_; }
     std::size_t linkCount() const { return links_.size(); }
     void dropLinks();
+
+    /// Closes all links and refuses new ones for a while, as a controller without power.
+    void goOffline(Duration lasting);
+    void comeOnline();
+    bool isOffline() const { return !acceptor_.is_open(); }
+
     void stop();
 
 private:
@@ -66,7 +66,7 @@ private:
     Controller& controller_;
     Options options_;
     DeliveryPlan plan_;
-    Silence silence_ = [] { return false; };
+    Deafness ignores_ = [](const Frame&) { return false; };
     asio::ip::tcp::acceptor acceptor_;
     asio::ip::tcp::endpoint endpoint_;
     asio::ip::udp::socket datagrams_;
@@ -74,6 +74,7 @@ private:
     std::array<std::uint8_t, 512> datagram_ = {};
     asio::steady_timer scanTimer_;
     asio::steady_timer acceptTimer_;
+    asio::steady_timer offlineTimer_;
     std::map<LinkId, std::shared_ptr<Link>> links_;
     LinkId nextLink_ = 1;
 };

@@ -1,9 +1,14 @@
 #include "settings.h"
 
+#include "fault_rule.h"
+
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <iomanip>
 #include <iostream>
+#include <iterator>
+#include <sstream>
 
 namespace plcsim {
 
@@ -27,54 +32,91 @@ asio::ip::tcp::endpoint parseEndpoint(const std::string& text)
     return {address, static_cast<std::uint16_t>(port)};
 }
 
+CLI::Validator within(double min, double max)
+{
+    const auto check = [min, max](const std::string& text) {
+        double number = 0;
+        if (CLI::detail::lexical_cast(text, number) && number >= min && number <= max)
+            return std::string();
+        std::ostringstream complaint;
+        complaint << text << " is not a number within " << min << ".." << std::fixed
+                  << std::setprecision(0) << max;
+        return complaint.str();
+    };
+    return CLI::Validator(check, "");
+}
+
+std::vector<std::string> parseFaultOption(const std::string& text)
+{
+    std::istringstream stream(text);
+    const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+    try {
+        parseFault(words);
+        return words;
+    } catch (const std::invalid_argument& error) {
+        throw CLI::ValidationError("--fault", error.what());
+    }
+}
+
+constexpr char kFooter[] = R"(
+Commands on standard input: get, set, release, tags, status, download, fault, help, quit;
+help lists them with the kinds of fault.
+
+Example: plcsim --tags examples/machine.toml --listen 127.0.0.1:0 --fault "delay 20")";
+
 } // namespace
 
 std::optional<int> parseSettings(int argc, char** argv, Settings& settings)
 {
     CLI::App app("A simulated Micro850 controller that speaks EtherNet/IP.", "plcsim");
-    app.footer("Example: plcsim --tags examples/machine.toml --listen 127.0.0.1:0");
+    app.footer(kFooter);
     std::string listen = "0.0.0.0:44818";
     double responseTime = 5;
     double scanTime = 10;
     double idleTimeout = 120;
 
+    std::vector<std::string> faults;
+
     app.add_option("--tags", settings.tagFile, "Tag file (TOML) with the controller's program")
         ->required()
-        ->type_name("FILE");
+        ->option_text("FILE (required)");
     app.add_option("--listen", listen, "Where to listen; port 0 lets the system choose")
-        ->type_name("ADDRESS:PORT")
-        ->capture_default_str();
+        ->option_text("ADDRESS:PORT (0.0.0.0:44818)");
     app.add_option("--response-time", responseTime, "Milliseconds from request to answer")
-        ->type_name("MS")
-        ->check(CLI::Range(0.0, 600000.0))
-        ->capture_default_str();
+        ->option_text("MS (5)")
+        ->check(within(0.0, 600000.0));
     app.add_option("--scan-time", scanTime, "Milliseconds from one move of the values to the next")
-        ->type_name("MS")
-        ->check(CLI::Range(1.0, 600000.0))
-        ->capture_default_str();
+        ->option_text("MS (10)")
+        ->check(within(1.0, 600000.0));
     app.add_option("--idle-timeout", idleTimeout,
                    "Seconds without a request after which a TCP link is closed")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 1e6))
-        ->capture_default_str();
-    app.add_option("--seed", settings.controller.seed, "Start of everything random")
-        ->type_name("N")
-        ->capture_default_str();
+        ->option_text("SECONDS (120)")
+        ->check(within(0.1, 1e6));
     app.add_option("--max-sessions", settings.controller.mostSessions, "Most sessions at a time")
-        ->type_name("N")
-        ->capture_default_str();
+        ->option_text("N (23)")
+        ->check(within(1, 100000));
     app.add_option("--max-connections", settings.controller.connections.mostConnections,
                    "Most CIP connections at a time")
-        ->type_name("N")
-        ->capture_default_str();
+        ->option_text("N (24)")
+        ->check(within(1, 100000));
     app.add_flag("--refuse-long-read-data", settings.controller.tagServices.refuseLongReadData,
                  "Refuse Read Tag requests with bytes behind the element count");
     app.add_flag("--accept-backplane-path", settings.controller.connections.acceptBackplanePath,
                  "Accept a path by way of slot 0, as clients of rack controllers send it");
+    app.add_option("--fault", faults, "A fault from the start, in quotes; may be given again")
+        ->option_text("\"KIND ...\"")
+        ->allow_extra_args(false);
+    app.add_option("--history", settings.historyFile, "Write every change of every tag to a file")
+        ->option_text("FILE");
+    app.add_option("--seed", settings.controller.seed, "Start of everything random")
+        ->option_text("N (1)")
+        ->check(within(0, 4294967295.0));
 
     try {
         app.parse(argc, argv);
         settings.listen = parseEndpoint(listen);
+        for (const std::string& fault : faults)
+            settings.faults.push_back(parseFaultOption(fault));
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
         return 0;

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace plcsim {
 
@@ -14,6 +15,8 @@ struct Settings {
     asio::ip::tcp::endpoint listen;
     ControllerOptions controller;
     Server::Options server;
+    std::string historyFile;                      ///< empty for none
+    std::vector<std::vector<std::string>> faults; ///< each in words
 };
 
 /// Fills `settings`, or says on stdout or stderr why not and returns the exit code.

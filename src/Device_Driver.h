@@ -38,8 +38,7 @@ class Device_Driver {
 public:
     Device_Driver() = default;
 
-    COM_INFO* comInfo =
-        nullptr; ///< the host's; null until SetComInfo(). Read it through comInfoRecord().
+    COM_INFO* comInfo = nullptr; ///< the host's; read it through comInfoRecord()
 
     QList<RW_VAR> readList;      ///< queueMutex; the front is served next
     QList<RW_VAR> writeQueue;    ///< queueMutex; the front is in service

@@ -163,7 +163,8 @@ void PassVarName(const QList<varName>* names)
 
 // Kept on purpose: the first entry of *another* name decides. Hosts pass a list headed by a name
 // that no tag bears to have every tag treated alike.
-int getPassVarName(const QString& name)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is fixed
+int getPassVarName(QString name)
 {
     const QList<varName>& names = plcAddList;
     for (const varName& known : names) {
@@ -203,7 +204,7 @@ void Bubble_Sort(QList<RW_VAR>& list)
     std::stable_sort(list.begin(), list.end(), startsEarlier);
 }
 
-void BitVarReCreat(const QList<RW_VAR>& group, int chunk)
+void BitVarReCreat(QList<RW_VAR>& group, int chunk)
 {
     if (group.isEmpty())
         return;

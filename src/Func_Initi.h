@@ -13,7 +13,7 @@ extern QList<varName> plcAddList;
 
 /// 1 when a tag is to be treated as an array, else 0. The first entry whose name *differs* from
 /// name decides: 1 when its kind is 2.
-int getPassVarName(const QString& name);
+int getPassVarName(QString name);
 
 /// Copies every field but data, which is emptied in to.
 void passRetValue(const RW_VAR& from, RW_VAR& to);
@@ -23,7 +23,7 @@ void Bubble_Sort(QList<RW_VAR>& list);
 
 /// Appends one tag's sorted entries to the read list, neighbours merged and cut into pieces of
 /// chunk elements. Caller holds queueMutex.
-void BitVarReCreat(const QList<RW_VAR>& group, int chunk);
+void BitVarReCreat(QList<RW_VAR>& group, int chunk);
 
 /// Cuts whole chunks off var and appends them to the read list; appends the rest too when emitRest
 /// is set. Caller holds queueMutex.

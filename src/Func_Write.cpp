@@ -30,9 +30,9 @@ WriteType writeType(const QByteArray& typeHeader)
 }
 
 /// Pads with zeros or cuts to size; leaves nothing when no frame could carry as much.
-void fitTo(QByteArray& data, quint64 size)
+void fitTo(QByteArray& data, quint64 size, int most = kMaxEncapsulationLength)
 {
-    if (size > static_cast<quint64>(kMaxEncapsulationLength)) {
+    if (size > static_cast<quint64>(most)) {
         data.clear();
         return;
     }
@@ -46,7 +46,7 @@ void fitTo(QByteArray& data, quint64 size)
 /// Keeps the low byte of each host word. Short data is padded to whole words first.
 void keepLowBytes(QByteArray& data, quint32 count)
 {
-    fitTo(data, quint64(2) * count);
+    fitTo(data, quint64(2) * count, 2 * kMaxEncapsulationLength);
     const int bytes = data.size() / 2;
     char* at = data.data();
     for (int i = 0; i < bytes; ++i)

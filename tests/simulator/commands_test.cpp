@@ -44,7 +44,9 @@ protected:
 
     Controller controller_{parseTagFile(kTags, "test.toml"), {}, TimePoint{}};
     bool quit_ = false;
-    Commands commands_{controller_, {[] { return std::size_t{3}; }, [this] { quit_ = true; }}};
+    Faults faults_{1};
+    Commands commands_{
+        controller_, faults_, {[] { return std::size_t{3}; }, [this] { quit_ = true; }}};
 };
 
 } // namespace
@@ -107,7 +109,7 @@ TEST_F(CommandTest, StatusCounts)
 {
     EXPECT_EQ(run("status"),
               "status links 3 sessions 0 connections 0 requests 0 replies 0 refusals 0 "
-              "duplicates 0 unanswered 0 expired 0");
+              "duplicates 0 unanswered 0 expired 0 faults 0");
 }
 
 TEST_F(CommandTest, DownloadReplacesTheProgram)

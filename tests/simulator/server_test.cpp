@@ -83,11 +83,11 @@ protected:
         return std::make_unique<Client>(context_, server_->endpoint());
     }
 
-    /// Lets the server run until the condition holds; false after five seconds.
+    /// Lets the server run until the condition holds; false if it does not in time.
     template <typename Condition>
-    bool eventually(Condition condition)
+    bool eventually(Condition condition, double seconds = 5)
     {
-        const auto deadline = Clock::now() + std::chrono::seconds(5);
+        const auto deadline = Clock::now() + fromSeconds(seconds);
         while (!condition() && Clock::now() < deadline)
             context_.run_one_for(std::chrono::milliseconds(20));
         return condition();
@@ -182,6 +182,49 @@ TEST_F(ServerTest, DropsAllLinksWhenTold)
     EXPECT_EQ(server_->linkCount(), 0u);
     EXPECT_EQ(panel->receive(1).size(), 0u);
     EXPECT_TRUE(panel->ended());
+}
+
+TEST_F(ServerTest, LateAndSplitAnswersLeaveWhenTheyAreDue)
+{
+    server_->plan([](const Frame&, const Bytes& answer) {
+        const auto middle = answer.begin() + 10;
+        return std::vector<Delivery>{
+            {Bytes(answer.begin(), middle), {}, false},
+            {Bytes(middle, answer.end()), std::chrono::milliseconds(30), false}};
+    });
+    const auto panel = client();
+    const TimePoint before = Clock::now();
+    panel->send(kListServices);
+    EXPECT_EQ(panel->receive(10).size(), 10u);
+    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(30));
+    EXPECT_EQ(panel->receive(kListServicesAnswer - 10).size(), kListServicesAnswer - 10);
+    EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(30));
+}
+
+TEST_F(ServerTest, IgnoredRequestIsNotServed)
+{
+    bool deaf = true;
+    server_->ignore([&deaf](const Frame&) { return deaf; });
+    const auto panel = client();
+    panel->send(kRegister);
+    ASSERT_FALSE(eventually([this] { return controller_->sessionCount() > 0; }, 0.05));
+    deaf = false;
+    panel->send(kListServices);
+    EXPECT_EQ(panel->receive(kListServicesAnswer).size(), kListServicesAnswer);
+    EXPECT_EQ(controller_->counters().requests, 1u);
+}
+
+TEST_F(ServerTest, OfflineRefusesLinksAndComesBackOnTheSamePort)
+{
+    const auto before = client();
+    server_->goOffline(std::chrono::milliseconds(30));
+    EXPECT_EQ(before->receive(1).size(), 0u);
+    EXPECT_TRUE(before->ended());
+    EXPECT_THROW(client(), asio::system_error);
+    ASSERT_TRUE(eventually([this] { return !server_->isOffline(); }));
+    const auto after = client();
+    after->send(kListServices);
+    EXPECT_EQ(after->receive(kListServicesAnswer).size(), kListServicesAnswer);
 }
 
 TEST_F(ServerTest, ServesHundredsOfClientsAtOnce)

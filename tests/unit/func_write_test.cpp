@@ -385,6 +385,17 @@ TEST_F(WriteRequest, CarriesAValueThatJustFits)
     EXPECT_EQ(hex("ff ff"), frame.mid(2, 2));
 }
 
+TEST_F(WriteRequest, CarriesAsMany8BitValuesAsFitThoughTheirWordsWouldNot)
+{
+    setTypeHeader(1, "Byte", "02 c2 00 ff");
+    RW_VAR var = writeVar("Byte", "", 40000, 1);
+    for (int i = 0; i < 40000; ++i)
+        var.data.append(i == 39999 ? '\x22' : '\x11').append('\xee');
+    const QByteArray frame = frameOf(var);
+    ASSERT_EQ(62 + 40000, frame.size());
+    EXPECT_EQ(QByteArray(39999, '\x11') + '\x22', frame.mid(62));
+}
+
 TEST_F(WriteRequest, LeavesOutAValueThatJustDoesNotFit)
 {
     setTypeHeader(1, "Flag", "00 c1 00 ff");

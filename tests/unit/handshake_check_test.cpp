@@ -258,11 +258,30 @@ TEST_F(HandshakeCheck, CutRepliesOfEveryLengthAreRefused)
 TEST_F(HandshakeCheck, AtAnyOtherStepARightLengthIsAcceptedAndNothingStored)
 {
     start();
-    comInfo.framesAnswered = 2;
-    EXPECT_EQ(1, check(registerSessionReply("11 22 33 44")));
+    for (const int step : {-1, 2, 3}) {
+        comInfo.framesAnswered = step;
+        EXPECT_EQ(1, check(registerSessionReply("11 22 33 44"))) << step;
+        EXPECT_EQ(hex("00 00 00 00"), PLC_driver.requests.at(1).frame.mid(4, 4)) << step;
+    }
+    PLC_driver.requests.removeFirst();
+    for (const int step : {-1, 2, 3}) {
+        comInfo.framesAnswered = step;
+        EXPECT_EQ(1, check(forwardOpenReply("aa bb cc dd"))) << step;
+    }
     EXPECT_EQ(QByteArray(), record().sessionHandle);
     EXPECT_EQ(QByteArray(), record().connectionId);
-    EXPECT_EQ(hex("00 00 00 00"), PLC_driver.requests.at(1).frame.mid(4, 4));
+}
+
+TEST_F(HandshakeCheck, AForwardOpenReplyAtAnyOtherStepIsAcceptedAndNothingStored)
+{
+    start();
+    PLC_driver.requests.removeFirst();
+    for (const int step : {2, 3, -1}) {
+        comInfo.framesAnswered = step;
+        EXPECT_EQ(1, check(forwardOpenReply("AA BB CC DD")));
+        EXPECT_EQ(QByteArray(), record().sessionHandle) << "step " << step;
+        EXPECT_EQ(QByteArray(), record().connectionId) << "step " << step;
+    }
 }
 
 TEST_F(HandshakeCheck, RegisterSessionAloneInFlightWritesIntoNoSecondRequest)

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace {
 
@@ -215,23 +218,24 @@ TEST_F(Dispatch, AFailureOfKnownLengthLeavesTheShortReplyCounterAlone)
     EXPECT_EQ(kOk, reply(QByteArray(49, '\0')));
 }
 
-TEST_F(Dispatch, RepliesCutAnywhereNeverCrash)
+TEST_F(Dispatch, RepliesCutAnywhereAreJudgedByTheirLengthAlone)
 {
     const QByteArray whole = readReply("c4 00 01 00 00 00 02 00 00 00");
     ASSERT_EQ(60, whole.size());
     for (int length = 0; length <= whole.size(); ++length) {
         connectStation(1);
-        PLC_driver.requests.clear();
         PLC_driver.readList = QList<RW_VAR>() << readVar("A", 1);
-        ComCommunication();
-        const int first = reply(whole.left(length));
-        EXPECT_TRUE(first == kOk || first == kResend) << length;
-        EXPECT_EQ(length >= 50 ? length : -1, length >= 50 ? int(front().replyLength) : -1);
-        if (length < 50)
-            front().replyLength = length;
-        const int second = reply(whole.left(length));
-        EXPECT_EQ(kOk, second) << length;
-        reply(whole);
+        ASSERT_NE(nullptr, ComCommunication());
+        EXPECT_EQ(length >= 50 ? kOk : kResend, reply(whole.left(length))) << length;
+        EXPECT_EQ(length >= 50 ? length : -1, front().replyLength) << length;
+        front().replyLength = length;
+        EXPECT_EQ(kOk, reply(whole.left(length))) << length;
+        EXPECT_EQ(qMax(0, length - 52) > 0, PLCDataStorage[1].tagDataMap.contains(text("A")));
+        PLCDataStorage.clear();
+        connectStation(1); // the next good reply clears the counter of short ones
+        ASSERT_NE(nullptr, ComCommunication());
+        EXPECT_EQ(kOk, answer(whole)) << length;
+        PLCDataStorage.clear();
     }
 }
 
@@ -249,6 +253,43 @@ TEST_F(Dispatch, NoReplyOfTheExpectedLengthStoresNoValue)
     startAndLearn();
     EXPECT_EQ(kOk, DataCom(nullptr, 54)->result);
     EXPECT_TRUE(PLCDataStorage[1].tagDataMap.isEmpty());
+}
+
+// --- Locks ---
+
+TEST_F(Dispatch, ALocalReplyWaitsWhileTheHostReadsValues)
+{
+    PLC_driver.readList << readVar("A", 1);
+    startAndLearn();
+    std::atomic<bool> stored(false);
+    PLC_driver.dataMutex.lock();
+    std::thread communication([&] {
+        QByteArray bytes = goodRead();
+        DataCom(&bytes, bytes.size());
+        stored = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(stored);
+    PLC_driver.dataMutex.unlock();
+    communication.join();
+    EXPECT_EQ(hex("34 12"), storedData(1, "A"));
+}
+
+TEST_F(Dispatch, ARemoteReplyDoesNotWaitForTheHostsReads)
+{
+    RW_VAR var = readVar("A", 1);
+    var.deviceNo = 7;
+    var.isArrayTag = -1;
+    PLC_driver.readList << var;
+    startAndLearn();
+    PLC_driver.dataMutex.lock();
+    std::thread communication([&] {
+        QByteArray bytes = goodRead();
+        DataCom(&bytes, bytes.size());
+    });
+    communication.join();
+    PLC_driver.dataMutex.unlock();
+    EXPECT_EQ(hex("03 c3 00 ff"), typeHeader(1, "A"));
 }
 
 // --- Success: scan, sequence, result record ---

@@ -2,6 +2,8 @@
 
 #include "dispatch_fixture.h"
 
+#include <QStringList>
+
 #include <climits>
 #include <gtest/gtest.h>
 
@@ -120,6 +122,37 @@ TEST_F(Dispatch, AFailedOnceReadWithAnotherWaitingIsNotReported)
     serveUntilFailed();
     EXPECT_TRUE(done().empty());
     EXPECT_EQ(1u, failed().size());
+}
+
+struct CallbackOrder {
+    QStringList calls;
+    int writesWaiting = -1;
+    int resultHostAddress = -1;
+};
+CallbackOrder callbackOrder;
+
+void noteDoneInOrder(int, int, int, int)
+{
+    callbackOrder.calls << text("done");
+}
+
+void noteFailedInOrder(void*, int, int)
+{
+    callbackOrder.calls << text("failed");
+    callbackOrder.writesWaiting = PLC_driver.writeQueue.size();
+    callbackOrder.resultHostAddress = PLC_driver.lastVar.hostAddress;
+}
+
+TEST_F(Dispatch, AFailureIsReportedAfterItsVariableIsFinishedAndBeforeThePurge)
+{
+    callbackOrder = CallbackOrder();
+    RegistCallBackFuncIntf(noteDoneInOrder, noteFailedInOrder);
+    PLC_driver.writeQueue << write(2, 7) << write(2, 8) << write(2, 9);
+    serveUntilFailed();
+    EXPECT_EQ(QStringList() << text("done") << text("failed"), callbackOrder.calls);
+    EXPECT_EQ(2, callbackOrder.writesWaiting);
+    EXPECT_EQ(7, callbackOrder.resultHostAddress);
+    EXPECT_TRUE(PLC_driver.writeQueue.isEmpty());
 }
 
 // --- Failure: purges ---
