@@ -68,12 +68,7 @@ CipReply TagServices::read(const CipRequest& request, Target target, std::size_t
         return refusal(request.service, status::kNotEnoughData);
     if (reader.remaining() > 0 && options_.refuseLongReadData)
         return refusal(request.service, status::kTooMuchData);
-    if (auto refused = rangeRefusal(request.service, *target.tag, target.first, target.count))
-        return *refused;
-    Bytes data = typeAnd(*target.tag, target.tag->bytes(target.first, target.count));
-    if (kReplyHeaderSize + data.size() > mostReplyBytes)
-        return refusal(request.service, status::kReplyTooLarge);
-    return success(request.service, std::move(data));
+    return readRange(request.service, target, 0, mostReplyBytes);
 }
 
 CipReply TagServices::readFragmented(const CipRequest& request, Target target,
@@ -86,18 +81,25 @@ CipReply TagServices::readFragmented(const CipRequest& request, Target target,
         return refusal(request.service, status::kNotEnoughData);
     if (reader.remaining() > 0)
         return refusal(request.service, status::kTooMuchData);
-    if (auto refused = rangeRefusal(request.service, *target.tag, target.first, target.count))
-        return *refused;
+    return readRange(request.service, target, offset, mostReplyBytes);
+}
 
+/// The bytes of the range from `offset` on; what does not fit the reply is cut between two
+/// elements, and the status says so.
+CipReply TagServices::readRange(std::uint8_t serviceCode, const Target& target, std::size_t offset,
+                                std::size_t mostReplyBytes)
+{
+    if (auto refused = rangeRefusal(serviceCode, *target.tag, target.first, target.count))
+        return *refused;
     const Bytes all = target.tag->bytes(target.first, target.count);
     if (offset >= all.size())
-        return refusal(request.service, status::kGeneralError, extended::kBeyondEnd);
+        return refusal(serviceCode, status::kGeneralError, extended::kBeyondEnd);
     const std::size_t width = std::max<std::size_t>(target.tag->type().width, 1);
     const std::size_t room = mostReplyBytes - kReplyHeaderSize - kTypeCodeSize;
     const std::size_t left = all.size() - offset;
     const std::size_t sent = left <= room ? left : room / width * width;
     CipReply reply =
-        success(request.service, typeAnd(*target.tag, ByteView(all.data() + offset, sent)));
+        success(serviceCode, typeAnd(*target.tag, ByteView(all.data() + offset, sent)));
     if (sent < left)
         reply.general = status::kPartialTransfer;
     return reply;

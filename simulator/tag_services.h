@@ -36,6 +36,8 @@ private:
 
     CipReply read(const CipRequest& request, Target target, std::size_t mostReplyBytes);
     CipReply readFragmented(const CipRequest& request, Target target, std::size_t mostReplyBytes);
+    CipReply readRange(std::uint8_t serviceCode, const Target& target, std::size_t offset,
+                       std::size_t mostReplyBytes);
     CipReply write(const CipRequest& request, Target target);
     std::uint8_t writeFixedWidth(const Target& target, const WriteData& data);
     std::uint8_t writeText(const Target& target, const WriteData& data);
