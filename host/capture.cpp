@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint8_t kFin = 0x01;
 constexpr std::uint8_t kSyn = 0x02;
+constexpr std::uint8_t kReset = 0x04;
 constexpr std::uint8_t kPush = 0x08;
 constexpr std::uint8_t kAck = 0x10;
 
@@ -129,6 +130,8 @@ void Capture::segment(const Link& link, bool sent, std::uint8_t flags, ByteView 
     header.ts = timeOfDay();
     header.caplen = header.len = static_cast<bpf_u_int32>(packet.size());
     pcap_dump(reinterpret_cast<u_char*>(dumper_), &header, packet.data());
+    // A capture made to catch a rare fault is worth most when the panel died with it.
+    pcap_dump_flush(dumper_);
 }
 
 void Capture::opened(const std::string&, const Link& link)
@@ -143,10 +146,14 @@ void Capture::opened(const std::string&, const Link& link)
 void Capture::closed(const std::string&, const Link& link)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    segment(link, true, kFin | kAck, ByteView());
-    segment(link, false, kFin | kAck, ByteView());
-    segment(link, true, kAck, ByteView());
-    pcap_dump_flush(dumper_);
+    if (link.endedBy() == EndedBy::PeerReset) {
+        segment(link, false, kReset | kAck, ByteView());
+        return;
+    }
+    const bool selfFirst = link.endedBy() == EndedBy::Self;
+    segment(link, selfFirst, kFin | kAck, ByteView());
+    segment(link, !selfFirst, kFin | kAck, ByteView());
+    segment(link, selfFirst, kAck, ByteView());
 }
 
 void Capture::frame(const std::string&, const Link& link, bool sent, ByteView bytes)

@@ -10,25 +10,6 @@ std::string silence(const StationSettings& settings)
     return "no answer within " + std::to_string(settings.timeout.count()) + " ms";
 }
 
-TagType typeOf(ByteView reply)
-{
-    constexpr std::uint8_t kAbbreviated = 0xA3; // the element type follows
-    TagType type;
-    type.bytes[0] = reply.u8(frame::connected::kReplyData);
-    type.bytes[1] = reply.u8(frame::connected::kReplyData + 1);
-    if (type.bytes[0] == kAbbreviated)
-        type.element = findCipType(type.bytes[1]);
-    else if (type.bytes[1] == 0)
-        type.element = findCipType(type.bytes[0]);
-    return type;
-}
-
-ByteView valueBytesOf(ByteView reply)
-{
-    constexpr std::size_t at = frame::connected::kValues;
-    return reply.size() > at ? ByteView(reply.data() + at, reply.size() - at) : ByteView();
-}
-
 } // namespace
 
 void Cycle::note(const Station& station, const std::string& what)
@@ -218,14 +199,7 @@ std::string Cycle::objection(const Station& station, const Protocol& request, co
     if (!asked.valid || asked.firstElement != static_cast<std::uint32_t>(range.first) ||
         asked.elements != static_cast<std::uint32_t>(range.count))
         return "the request named other elements of " + tag.name + " than were wanted";
-    const ByteView values = valueBytesOf(reply);
-    if (type.element == nullptr)
-        return "the data type of " + tag.name + " is not known";
-    const bool complete =
-        type.element->kind == ValueKind::Text
-            ? measureText(*type.element, values) >= 0
-            : values.size() == static_cast<std::size_t>(range.count * type.element->width);
-    return complete ? std::string() : "the reply holds a wrong number of bytes for " + tag.name;
+    return valueObstacle(reply, tag.name, range.count);
 }
 
 void Cycle::accept(Station& station, const Protocol& request, const Served& served,

@@ -13,6 +13,7 @@
 #ifndef PANELHOST_TAG_TABLE_H
 #define PANELHOST_TAG_TABLE_H
 
+#include "data_reply.h"
 #include "driver.h"
 #include "plan.h"
 #include "screening.h"
@@ -41,18 +42,6 @@ struct Snapshot {
     const CipType* type = nullptr; ///< null until known
     std::vector<Value> values;     ///< empty when bad
     Clock::time_point asOf;        ///< the controller held the values at this time or later
-};
-
-/// The type of a tag as replies carry it.
-struct TagType {
-    std::uint8_t bytes[2] = {0, 0};
-    const CipType* element = nullptr;
-
-    bool operator==(const TagType& other) const
-    {
-        return bytes[0] == other.bytes[0] && bytes[1] == other.bytes[1];
-    }
-    bool operator!=(const TagType& other) const { return !(*this == other); }
 };
 
 /// One read of the cyclic list.

@@ -55,6 +55,7 @@ void Interrupt::clear()
 LinkResult Link::connect(const std::string& host, std::uint16_t port, Clock::time_point deadline)
 {
     close();
+    endedBy_ = EndedBy::Self;
     buffer_.resize(kMaxFrameSize);
 
     asio::io_context context;
@@ -121,6 +122,7 @@ void Link::close()
 
 LinkResult Link::closedBy(int systemError)
 {
+    endedBy_ = systemError == 0 ? EndedBy::Peer : EndedBy::PeerReset;
     switch (systemError) {
     case 0: error_ = "the controller closed the link"; break;
     case ECONNREFUSED:

@@ -42,6 +42,13 @@ enum class LinkResult {
     Interrupted,
 };
 
+/// Who ended a link.
+enum class EndedBy {
+    Self,
+    Peer,
+    PeerReset, ///< it did not say good-bye
+};
+
 class Link {
 public:
     explicit Link(const Interrupt* interrupt) : interrupt_(interrupt) {}
@@ -61,6 +68,7 @@ public:
 
     /// In words, after any result but Ok.
     const std::string& error() const { return error_; }
+    EndedBy endedBy() const { return endedBy_; }
     /// The own end's address, for captures.
     std::uint32_t localAddress() const { return localAddress_; }
     std::uint32_t remoteAddress() const { return remoteAddress_; }
@@ -76,6 +84,7 @@ private:
     const Interrupt* interrupt_;
     int socket_ = -1;
     std::string error_;
+    EndedBy endedBy_ = EndedBy::Self;
     std::vector<char> buffer_;
     std::size_t begin_ = 0; ///< first byte in buffer_ not yet given out
     std::size_t end_ = 0;   ///< one past the last byte received
