@@ -16,6 +16,7 @@
 #include "tcp_link.h"
 #include "traffic.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <future>
@@ -36,6 +37,17 @@ struct CycleSettings {
 
     static constexpr std::chrono::milliseconds kLongestPause{8000};
 };
+
+/// A station whose trouble is over shows good values again within this time: the longest pause between
+/// attempts, the time-outs of a request that the trouble still swallowed, and what it takes to open a
+/// session and to read everything anew (some 60 tags at 5 ms).
+inline std::chrono::milliseconds longestRecovery(const StationSettings& station,
+                                                 const CycleSettings& cycle)
+{
+    constexpr std::chrono::milliseconds kReadingAnew(1000);
+    return std::max(BackOff::kLongest, cycle.refusedRetry) +
+           station.timeout * (station.retries + 1) + kReadingAnew;
+}
 
 /// A reference as the cycle knows it.
 struct ItemId {

@@ -1,0 +1,224 @@
+#include "trial.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+
+namespace truth {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kBetweenLooks(20);
+constexpr int kWriteEvery = 5; // looks, per station
+constexpr double kLeastPace = 0.9;
+constexpr double kLeastSecondsForPace = 3; // fewer tell nothing
+
+double inMilliseconds(Clock::duration duration)
+{
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+Clock::duration fromSeconds(double seconds)
+{
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+} // namespace
+
+Trial::Trial(const TrialOptions& options)
+    : options_(options), random_(options.seed), deck_(&random_)
+{
+    project_.cycle.scanInterval = milliseconds(200);
+    project_.cycle.refusedRetry = milliseconds(1000);
+    project_.cycle.staleAfter = milliseconds(2000);
+    project_.sharedCycle = options.sharedCycle;
+    for (int i = 0; i < options.stations; ++i) {
+        Course course;
+        course.station = std::make_unique<StationUnderTest>(
+            i, options.seed, std::vector<std::string>{"--response-time", "1"});
+        course.station->joinProject(&project_);
+        courses_.push_back(std::move(course));
+    }
+    host_ = std::make_unique<panelhost::Host>(project_, options.library, nullptr);
+}
+
+bool Trial::run()
+{
+    std::printf("truth: seed %llu, %d stations, %zu tags, %.0f s of faults\n",
+                static_cast<unsigned long long>(options_.seed), options_.stations,
+                project_.tags.size(), options_.seconds);
+    host_->start();
+    waitUntilAllAreGood();
+    for (const auto end = Clock::now() + fromSeconds(options_.calmSeconds); Clock::now() < end;)
+        pass(&Course::before);
+    const auto end = Clock::now() + fromSeconds(options_.seconds);
+    for (bool faultsGoOn = true; faultsGoOn || !allCalm(); faultsGoOn = Clock::now() < end) {
+        pass(&Course::during);
+        for (Course& course : courses_)
+            advance(&course, Clock::now(), faultsGoOn);
+    }
+    host_->stop();
+    for (Course& course : courses_) {
+        course.station->collectWrite(clock_);
+        course.station->finish();
+    }
+    return report();
+}
+
+void Trial::waitUntilAllAreGood()
+{
+    const Clock::time_point start = Clock::now();
+    constexpr std::chrono::seconds kPatience(30);
+    clock_.compare();
+    for (Course& course : courses_) {
+        while (!course.station->look(*host_, clock_, start)) {
+            if (Clock::now() > start + kPatience)
+                throw std::runtime_error("never all good:" + course.station->complaints(*host_));
+            std::this_thread::sleep_for(kBetweenLooks);
+        }
+    }
+}
+
+/// Looks at everything once, writes here and there, and judges what can be judged.
+void Trial::pass(Pace Course::*pace)
+{
+    const Clock::time_point next = Clock::now() + kBetweenLooks;
+    clock_.compare();
+    for (std::size_t i = 0; i < courses_.size(); ++i) {
+        Course& course = courses_[i];
+        const bool allGood = course.station->look(*host_, clock_, course.faultEnded);
+        const Clock::time_point now = Clock::now();
+        if (course.state == State::Recovering && allGood)
+            recovered(&course, now);
+        (course.*pace).see(host_->statistics(i).scans, now, course.state == State::Calm);
+        course.station->collectWrite(clock_);
+        if (randomBetween(&random_, 1, kWriteEvery) == 1)
+            course.station->write(host_.get(), &random_, clock_);
+        course.station->judge();
+    }
+    std::this_thread::sleep_until(next);
+}
+
+void Trial::advance(Course* course, Clock::time_point now, bool faultsGoOn)
+{
+    switch (course->state) {
+    case State::Calm:
+        if (faultsGoOn && now >= course->until && underFault() < options_.faultsAtATime)
+            beginFault(course, now);
+        break;
+    case State::Faulty:
+        if (now < course->until)
+            break;
+        course->station->end();
+        course->faultEnded = Clock::now();
+        course->state = State::Recovering;
+        break;
+    case State::Recovering:
+        if (now - course->faultEnded > promised(*course)) {
+            mistake(course->station->name() + " was not all good again after " +
+                    course->fault.kind + ":" + course->station->complaints(*host_));
+            recovered(course, now);
+        }
+        break;
+    }
+}
+
+void Trial::beginFault(Course* course, Clock::time_point now)
+{
+    course->fault = course->station->deal(&deck_);
+    ++faults_[course->fault.kind];
+    course->station->begin(course->fault);
+    course->state = State::Faulty;
+    course->until = now + course->fault.lasting;
+    if (options_.verbose)
+        std::printf("%s: %s, %.1f s\n", course->station->name().c_str(),
+                    course->fault.commands.back().c_str(),
+                    inMilliseconds(course->fault.lasting) / 1000);
+}
+
+void Trial::recovered(Course* course, Clock::time_point now)
+{
+    const Clock::duration took = now - course->faultEnded;
+    if (took > longestRecovery_) {
+        longestRecovery_ = took;
+        longestRecoveryKind_ = course->fault.kind;
+    }
+    course->state = State::Calm;
+    course->until = now + milliseconds(randomBetween(&random_, 200, 3000));
+}
+
+int Trial::underFault() const
+{
+    return static_cast<int>(
+        std::count_if(courses_.begin(), courses_.end(),
+                      [](const Course& course) { return course.state != State::Calm; }));
+}
+
+bool Trial::allCalm() const
+{
+    return underFault() == 0;
+}
+
+Clock::duration Trial::promised(const Course& course) const
+{
+    const auto index = static_cast<std::size_t>(&course - courses_.data());
+    return panelhost::longestRecovery(project_.stations[index], project_.cycle);
+}
+
+bool Trial::report()
+{
+    Counts all;
+    double worstPace = 1e9;
+    for (const Course& course : courses_) {
+        const Counts& counts = course.station->counts();
+        all.looks += counts.looks;
+        all.values += counts.values;
+        all.wrong += counts.wrong;
+        all.tooOld += counts.tooOld;
+        all.writesConfirmed += counts.writesConfirmed;
+        all.writesFailed += counts.writesFailed;
+        all.writesWrong += counts.writesWrong;
+        all.types.insert(counts.types.begin(), counts.types.end());
+        const double ratio = course.during.perSecond() / course.before.perSecond();
+        if (course.during.seconds() >= kLeastSecondsForPace)
+            worstPace = std::min(worstPace, ratio);
+        std::printf("%s: %.2f scans/s before, %.2f while others failed (%.0f s)\n",
+                    course.station->name().c_str(), course.before.perSecond(),
+                    course.during.perSecond(), course.during.seconds());
+    }
+    int faults = 0;
+    for (const auto& [kind, count] : faults_) {
+        std::printf("fault %-28s %d\n", kind.c_str(), count);
+        faults += count;
+    }
+    constexpr std::size_t kTypes = 27;
+    if (all.types.size() < kTypes)
+        mistake("only " + std::to_string(all.types.size()) + " types were compared");
+    if (all.writesConfirmed == 0)
+        mistake("no write was confirmed");
+    if (options_.judgePace && worstPace < kLeastPace)
+        mistake("a station without a fault lost a tenth of its pace or more");
+    std::printf("snapshots %llu, values compared %llu of %zu types, wrong %llu, too old %llu\n",
+                static_cast<unsigned long long>(all.looks),
+                static_cast<unsigned long long>(all.values), all.types.size(),
+                static_cast<unsigned long long>(all.wrong),
+                static_cast<unsigned long long>(all.tooOld));
+    std::printf("writes confirmed %llu, failed %llu, wrongly reported %llu\n",
+                static_cast<unsigned long long>(all.writesConfirmed),
+                static_cast<unsigned long long>(all.writesFailed),
+                static_cast<unsigned long long>(all.writesWrong));
+    std::printf("faults %d of %zu kinds, longest recovery %.0f ms (%s), worst pace ratio %.3f\n",
+                faults, faults_.size(), inMilliseconds(longestRecovery_),
+                longestRecoveryKind_.c_str(), worstPace);
+    return mistakes_ == 0 && all.wrong + all.tooOld + all.writesWrong == 0;
+}
+
+void Trial::mistake(const std::string& what)
+{
+    ++mistakes_;
+    std::fprintf(stderr, "mistake: %s\n", what.c_str());
+}
+
+} // namespace truth
