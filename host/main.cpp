@@ -13,6 +13,14 @@ namespace {
 
 using namespace panelhost;
 
+void addTrafficOptions(CLI::App* command, CommonOptions* options)
+{
+    command->add_option("--capture", options->captureFile, "Write all frames for Wireshark")
+        ->option_text("FILE");
+    command->add_option("--log", options->logFile, "Write what happened, in words")
+        ->option_text("FILE");
+}
+
 void addCommonOptions(CLI::App* command, CommonOptions* options)
 {
     command->add_option("target", options->target, "HOST[:PORT] or a project file (.toml)")
@@ -27,10 +35,7 @@ void addCommonOptions(CLI::App* command, CommonOptions* options)
     command->add_option("--library", options->library, "Driver library to load")
         ->option_text("FILE");
     command->add_flag("--statistics", options->statistics, "Print traffic figures at the end");
-    command->add_option("--capture", options->captureFile, "Write all frames for Wireshark")
-        ->option_text("FILE");
-    command->add_option("--log", options->logFile, "Write what happened, in words")
-        ->option_text("FILE");
+    addTrafficOptions(command, options);
 }
 
 void addFormatOptions(CLI::App* command, CommonOptions* options)
@@ -139,6 +144,7 @@ int runProgram(int argc, char** argv)
     identify->add_option("--timeout", options.timeout, "Time-out (default 2000)")
         ->check(CLI::Range(10, 60000))
         ->option_text("MS");
+    addTrafficOptions(identify, &options);
     identify->add_flag("--json", options.json, "One JSON record per station");
     identify->callback([&] { run = [&] { return runIdentify(options); }; });
 

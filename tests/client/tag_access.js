@@ -41,7 +41,7 @@ const kTypes = [
     start: ['0x80000001', '0', '0xFFFFFFFF', '0x01020304'],
     written: [0x00000001, 0xA5A5A5A5, 0, 0x7FFFFFFF].map(bitsOf) },
   { type: 'STRING', parse: JSON.parse, arrays: false,
-    start: ['"a text"', '""', '"x"', '"seventy characters, more or less, so that it fills some of what it may"'],
+    start: ['"a text"', '""', '"x"', '"sixty characters, more or less, to fill some of the room"'],
     written: ['longer than it was before', '', 'y', 'z'] },
 ];
 
