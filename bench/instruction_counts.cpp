@@ -49,7 +49,6 @@ void measure(const std::string& name, Action action)
         name, [] {}, action);
 }
 
-/// One cyclic read as a host makes it, its reply ready.
 void measureRead(int variables, int stations)
 {
     bench::Scenario scenario(variables, stations);
@@ -57,21 +56,13 @@ void measureRead(int variables, int stations)
     const std::string name = "read_" + std::to_string(variables) + "_variables_" +
                              std::to_string(stations) + "_stations";
     measure(
-        name, [&] { reply = scenario.readReply(); },
-        [&] {
-            ComCommunication();
-            DataCom(&reply, reply.size());
-            DataCom(&reply, reply.size());
-        });
+        name, [&] { reply = scenario.readReply(); }, [&] { bench::transact(&reply); });
 }
 
-/// One write, from the host's call to the end of its transaction.
 void measureWrite()
 {
     bench::Scenario scenario(10, 1);
     const QString tag = bench::Scenario::tagName(3);
-    const QString index;
-    const QByteArray value("\x07\x00\x00\x00", 4);
     QByteArray reply;
     PLC_driver.readList.clear();
     measure(
@@ -80,12 +71,7 @@ void measureWrite()
             PLC_driver.writesServed = 0;
             reply = scenario.writeReply();
         },
-        [&] {
-            SetRegisterData(tag, 4, index, 0, value, 2, 1, 2);
-            ComCommunication();
-            DataCom(&reply, reply.size());
-            DataCom(&reply, reply.size());
-        });
+        [&] { bench::writeOnce(tag, &reply); });
 }
 
 void measureStore(int valueBytes)

@@ -144,6 +144,21 @@ QString Scenario::addIntArray(int elements)
     return name;
 }
 
+void transact(QByteArray* reply)
+{
+    ComCommunication();
+    DataCom(reply, reply->size());
+    DataCom(reply, reply->size());
+}
+
+void writeOnce(const QString& tag, QByteArray* reply)
+{
+    static const QString index;
+    static const QByteArray value("\x07\x00\x00\x00", 4);
+    SetRegisterData(tag, 4, index, 0, value, 2, 1, 2);
+    transact(reply);
+}
+
 ShuffledArray::ShuffledArray(int elements) : records_(static_cast<size_t>(elements))
 {
     std::vector<int> indexes(records_.size());

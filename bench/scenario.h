@@ -47,6 +47,12 @@ private:
     COM_INFO comInfo_;
 };
 
+/// The next transaction as a host makes it, its reply ready.
+void transact(QByteArray* reply);
+
+/// One write of a DINT, from the host's call to the end of its transaction.
+void writeOnce(const QString& tag, QByteArray* reply);
+
 /// Addresses of one element each of one array. The elements come in random order, as screens name them;
 /// the records lie in memory as a host makes them, one after the other.
 class ShuffledArray {

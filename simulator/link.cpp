@@ -22,6 +22,9 @@ void Link::start()
 {
     asio::error_code ignored;
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    socket_.non_blocking(true, ignored);
+    lastHeardFrom_ = Clock::now();
+    watchIdleness();
     read();
 }
 
@@ -42,13 +45,13 @@ void Link::read()
     if (reading_ || !socket_.is_open() || departures_.size() >= kMostWaitingAnswers)
         return;
     reading_ = true;
-    watchIdleness();
     socket_.async_read_some(
         asio::buffer(incoming_),
         [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
             self->reading_ = false;
             if (error)
                 return self->close();
+            self->lastHeardFrom_ = Clock::now();
             self->assembler_.feed(ByteView(self->incoming_.data(), size));
             self->serveFrames();
             self->read();
@@ -105,38 +108,60 @@ void Link::queue(Delivery delivery)
 
 void Link::sendWhenDue()
 {
-    if (sending_ || departures_.empty() || !socket_.is_open())
-        return;
-    if (departures_.front().due <= Clock::now())
-        return sendFirst();
+    while (!sending_ && !departures_.empty() && socket_.is_open()) {
+        if (departures_.front().due > Clock::now())
+            return waitUntilDue();
+        sendFirst();
+    }
+}
+
+void Link::waitUntilDue()
+{
     departureTimer_.expires_at(departures_.front().due);
     departureTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
-        if (!error)
-            self->sendWhenDue();
+        if (error)
+            return;
+        self->sendWhenDue();
+        self->read();
     });
 }
 
+/// What the system takes at once leaves at once; only a rest waits for the client.
 void Link::sendFirst()
 {
+    asio::error_code error;
+    const auto bytes = asio::buffer(departures_.front().bytes);
+    const std::size_t sent = socket_.write_some(bytes, error);
+    if (sent == bytes.size() || (error && error != asio::error::would_block))
+        return firstLeft(error);
     sending_ = true;
-    asio::async_write(socket_, asio::buffer(departures_.front().bytes),
-                      [self = shared_from_this()](const asio::error_code& error, std::size_t) {
+    asio::async_write(socket_, bytes + sent,
+                      [self = shared_from_this()](const asio::error_code& result, std::size_t) {
                           self->sending_ = false;
-                          const bool last = self->departures_.front().closeLink;
-                          self->departures_.pop_front();
-                          if (error || last)
-                              return self->close();
+                          self->firstLeft(result);
                           self->sendWhenDue();
                           self->read();
                       });
 }
 
+void Link::firstLeft(const asio::error_code& error)
+{
+    const bool last = departures_.front().closeLink;
+    departures_.pop_front();
+    if (error || last)
+        close();
+}
+
+/// Looks again when the link would be idle if nothing came meanwhile, rather than at each request.
 void Link::watchIdleness()
 {
-    idleTimer_.expires_after(server_.options_.idleTimeout);
+    const TimePoint idle = lastHeardFrom_ + server_.options_.idleTimeout;
+    if (idle <= Clock::now())
+        return close();
+    idleTimer_.expires_at(idle);
     idleTimer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
         if (!error)
-            self->close();
+            self->watchIdleness();
     });
 }
 

@@ -27,7 +27,9 @@ private:
     void answer(const Frame& request, const Controller::Outcome& outcome);
     void queue(Delivery delivery);
     void sendWhenDue();
+    void waitUntilDue();
     void sendFirst();
+    void firstLeft(const asio::error_code& error);
     void watchIdleness();
 
     asio::ip::tcp::socket socket_;
@@ -38,6 +40,7 @@ private:
     std::deque<Departure> departures_; ///< by due time
     bool sending_ = false;
     bool reading_ = false;
+    TimePoint lastHeardFrom_;
     asio::steady_timer departureTimer_;
     asio::steady_timer idleTimer_;
 };
