@@ -211,13 +211,19 @@ void TrafficFan::note(const std::string& station, const std::string& what)
 std::string utcTime()
 {
     const timeval now = timeOfDay();
-    const time_t seconds = now.tv_sec;
+    return utcTime(std::chrono::seconds(now.tv_sec) + std::chrono::microseconds(now.tv_usec));
+}
+
+std::string utcTime(std::chrono::microseconds since1970)
+{
+    const auto whole = std::chrono::duration_cast<std::chrono::seconds>(since1970);
+    const time_t seconds = whole.count();
     std::tm parts{};
     gmtime_r(&seconds, &parts);
     std::array<char, 40> text{};
     const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
     std::snprintf(text.data() + length, text.size() - length, ".%03dZ",
-                  static_cast<int>(now.tv_usec / 1000));
+                  static_cast<int>((since1970 - whole).count() / 1000));
     return text.data();
 }
 

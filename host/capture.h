@@ -5,6 +5,7 @@
 
 #include "traffic.h"
 
+#include <chrono>
 #include <cstdint>
 #include <fstream>
 #include <map>
@@ -78,8 +79,9 @@ private:
     std::vector<std::unique_ptr<Traffic>> listeners_;
 };
 
-/// "2026-11-21T15:04:05.678Z".
+/// "2026-11-21T15:04:05.678Z": now, or at a time given since 1970.
 std::string utcTime();
+std::string utcTime(std::chrono::microseconds since1970);
 
 } // namespace panelhost
 

@@ -48,10 +48,14 @@ constexpr std::size_t kCommand = 0;
 constexpr std::size_t kLength = 2;
 constexpr std::size_t kSessionHandle = 4;
 constexpr std::size_t kStatus = 8;
+constexpr std::size_t kOptions = 20;
 constexpr std::size_t kHeaderSize = 24;
 
+constexpr std::uint16_t kListServices = 0x0004;
 constexpr std::uint16_t kListIdentity = 0x0063;
+constexpr std::uint16_t kListInterfaces = 0x0064;
 constexpr std::uint16_t kRegisterSession = 0x0065;
+constexpr std::uint16_t kUnRegisterSession = 0x0066;
 constexpr std::uint16_t kSendRRData = 0x006F;
 constexpr std::uint16_t kSendUnitData = 0x0070;
 

@@ -136,6 +136,19 @@ int runProgram(int argc, char** argv)
         ->option_text("MS");
     plan->callback([&] { run = [&] { return runPlan(options, responseTime); }; });
 
+    bool withChanges = false;
+    CLI::App* replay = addCommand(&program, "replay", "Go through a capture without a network",
+                                  "panelhost replay night.pcap Counter --changes");
+    replay->add_option("file", options.target, "From --capture, or any pcap or pcapng file")
+        ->required()
+        ->option_text(" ");
+    addTags(replay, &options);
+    replay->add_flag("--changes", withChanges, "Show every change, not only the end");
+    replay->add_option("--library", options.library, "Driver library to load")->option_text("FILE");
+    replay->add_flag("--statistics", options.statistics, "Print traffic figures at the end");
+    addFormatOptions(replay, &options);
+    replay->callback([&] { run = [&] { return runReplay(options, withChanges); }; });
+
     CLI::App* identify =
         addCommand(&program, "identify", "Ask what a device is", "panelhost identify 192.168.1.10");
     identify->add_option("target", options.target, "HOST[:PORT] or a project file (.toml)")

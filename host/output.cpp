@@ -60,35 +60,31 @@ nlohmann::json jsonValue(const ProjectTag& tag, const CipType& type, const Value
     return std::visit([](const auto& plain) { return nlohmann::json(plain); }, value);
 }
 
-void printJson(const Host& host)
+std::string jsonLine(const ShownTag& entry, const std::string& time, Clock::time_point now)
 {
-    const std::string time = utcTime();
-    const Clock::time_point now = Clock::now();
-    for (std::size_t i = 0; i < host.tagCount(); ++i) {
-        const ProjectTag& tag = host.project().tags[i];
-        const Snapshot shown = host.snapshot(i);
-        nlohmann::ordered_json record;
-        record["time"] = time;
-        record["station"] = host.project().stations[static_cast<std::size_t>(tag.station)].name;
-        record["tag"] = tag.reference.text();
-        record["quality"] = qualityName(shown.quality);
-        if (shown.type != nullptr)
-            record["type"] = shown.type->name;
-        if (!shown.values.empty()) {
-            nlohmann::json values = nlohmann::json::array();
-            for (const Value& value : shown.values)
-                values.push_back(jsonValue(tag, *shown.type, value));
-            record["value"] = tag.reference.count == 1 ? values[0] : values;
-            record["text"] = valueText(tag, shown);
-            record["age_ms"] = duration_cast<milliseconds>(now - shown.asOf).count();
-        }
-        if (!tag.unit.empty())
-            record["unit"] = tag.unit;
-        if (!shown.reason.empty())
-            record["reason"] = shown.reason;
-        // Texts in a controller may hold any byte; here they are UTF-8 already.
-        std::cout << record.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    const ProjectTag& tag = entry.tag;
+    const Snapshot& shown = entry.shown;
+    nlohmann::ordered_json record;
+    record["time"] = time;
+    record["station"] = entry.station;
+    record["tag"] = tag.reference.text();
+    record["quality"] = qualityName(shown.quality);
+    if (shown.type != nullptr)
+        record["type"] = shown.type->name;
+    if (!shown.values.empty()) {
+        nlohmann::json values = nlohmann::json::array();
+        for (const Value& value : shown.values)
+            values.push_back(jsonValue(tag, *shown.type, value));
+        record["value"] = tag.reference.count == 1 ? values[0] : values;
+        record["text"] = valueText(tag, shown);
+        record["age_ms"] = duration_cast<milliseconds>(now - shown.asOf).count();
     }
+    if (!tag.unit.empty())
+        record["unit"] = tag.unit;
+    if (!shown.reason.empty())
+        record["reason"] = shown.reason;
+    // Texts in a controller may hold any byte; here they are UTF-8 already.
+    return record.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 std::string csvField(const std::string& text)
@@ -104,46 +100,32 @@ std::string csvField(const std::string& text)
     return quoted + '"';
 }
 
-void printCsv(const Host& host, bool withHeader)
+std::string csvLine(const ShownTag& entry, const std::string& time, Clock::time_point now)
 {
-    if (withHeader)
-        std::cout << "time,station,tag,type,quality,age_ms,value,reason\n";
-    const std::string time = utcTime();
-    const Clock::time_point now = Clock::now();
-    for (std::size_t i = 0; i < host.tagCount(); ++i) {
-        const ProjectTag& tag = host.project().tags[i];
-        const Snapshot shown = host.snapshot(i);
-        std::cout << time << ','
-                  << csvField(host.project().stations[static_cast<std::size_t>(tag.station)].name)
-                  << ',' << tag.reference.text() << ','
-                  << (shown.type != nullptr ? shown.type->name : "") << ','
-                  << qualityName(shown.quality) << ',';
-        if (!shown.values.empty())
-            std::cout << duration_cast<milliseconds>(now - shown.asOf).count();
-        std::cout << ',' << csvField(valueText(tag, shown)) << ',' << csvField(shown.reason)
-                  << '\n';
-    }
+    const Snapshot& shown = entry.shown;
+    std::string line = time + ',' + csvField(entry.station) + ',' + entry.tag.reference.text() +
+                       ',' + (shown.type != nullptr ? shown.type->name : "") + ',' +
+                       qualityName(shown.quality) + ',';
+    if (!shown.values.empty())
+        line += std::to_string(duration_cast<milliseconds>(now - shown.asOf).count());
+    return line + ',' + csvField(valueText(entry.tag, shown)) + ',' + csvField(shown.reason);
 }
 
-void printText(const Host& host)
+std::string textLine(const ShownTag& entry, std::size_t width)
 {
     const Palette& colours = palette();
-    std::size_t width = 0;
-    for (const ProjectTag& tag : host.project().tags)
-        width = std::max(width, columns(host.project().label(tag)));
-    for (std::size_t i = 0; i < host.tagCount(); ++i) {
-        const ProjectTag& tag = host.project().tags[i];
-        const Snapshot shown = host.snapshot(i);
-        std::cout << padded(host.project().label(tag), width) << " = ";
-        if (shown.quality == Quality::Good)
-            std::cout << colours.bold << valueText(tag, shown) << colours.reset << "  "
-                      << colours.dim << shown.type->name << colours.reset << '\n';
-        else if (shown.quality == Quality::Stale)
-            std::cout << valueText(tag, shown) << "  " << colours.stale << "stale: " << shown.reason
-                      << colours.reset << '\n';
-        else
-            std::cout << colours.bad << "bad: " << shown.reason << colours.reset << '\n';
+    const Snapshot& shown = entry.shown;
+    const std::string head = padded(entry.label, width) + " = ";
+    switch (shown.quality) {
+    case Quality::Good:
+        return head + colours.bold + valueText(entry.tag, shown) + colours.reset + "  " +
+               colours.dim + shown.type->name + colours.reset;
+    case Quality::Stale:
+        return head + valueText(entry.tag, shown) + "  " + colours.stale +
+               "stale: " + shown.reason + colours.reset;
+    case Quality::Bad: break;
     }
+    return head + colours.bad + "bad: " + shown.reason + colours.reset;
 }
 
 std::string milli(nanoseconds duration)
@@ -212,27 +194,56 @@ std::string padded(const std::string& text, std::size_t width)
     return used < width ? text + std::string(width - used, ' ') : text;
 }
 
-void printSnapshots(const Host& host, Format format, bool withHeader)
+std::vector<ShownTag> shownTags(const Host& host)
 {
-    switch (format) {
-    case Format::Text: printText(host); break;
-    case Format::Csv: printCsv(host, withHeader); break;
-    case Format::Json: printJson(host); break;
+    std::vector<ShownTag> tags;
+    const Project& project = host.project();
+    for (std::size_t i = 0; i < host.tagCount(); ++i) {
+        const ProjectTag& tag = project.tags[i];
+        tags.push_back({project.stations[static_cast<std::size_t>(tag.station)].name,
+                        project.label(tag), tag, host.snapshot(i)});
+    }
+    return tags;
+}
+
+void printTags(const std::vector<ShownTag>& tags, Format format, const std::string& timeText,
+               Clock::time_point now)
+{
+    std::size_t width = 0;
+    for (const ShownTag& tag : tags)
+        width = std::max(width, columns(tag.label));
+    for (const ShownTag& tag : tags) {
+        switch (format) {
+        case Format::Text: std::cout << textLine(tag, width) << '\n'; break;
+        case Format::Csv: std::cout << csvLine(tag, timeText, now) << '\n'; break;
+        case Format::Json: std::cout << jsonLine(tag, timeText, now) << '\n'; break;
+        }
     }
     std::cout.flush();
+}
+
+void printSnapshots(const Host& host, Format format, bool withHeader)
+{
+    if (format == Format::Csv && withHeader)
+        std::cout << kCsvHeader << '\n';
+    printTags(shownTags(host), format, utcTime(), Clock::now());
+}
+
+void printStatistics(std::ostream& out, const std::string& station, const Statistics& statistics)
+{
+    const Statistics& s = statistics;
+    out << "Station " << station << ": " << s.requests << " requests, " << s.replies << " replies, "
+        << s.failures << " failures (" << s.timeouts << " time-outs), " << s.refusals
+        << " refusals, " << s.scans << " scans\n"
+        << "  round trip min " << milli(s.roundTrips.min()) << " ms, median "
+        << milli(s.roundTrips.median()) << " ms, max " << milli(s.roundTrips.max()) << " ms\n";
 }
 
 void printStatistics(const Host& host, Format format)
 {
     std::ostream& out = format == Format::Text ? std::cout : std::cerr;
-    for (std::size_t i = 0; i < host.project().stations.size(); ++i) {
-        const Statistics s = host.statistics(i);
-        out << "Station " << host.project().stations[i].name << ": " << s.requests << " requests, "
-            << s.replies << " replies, " << s.failures << " failures (" << s.timeouts
-            << " time-outs), " << s.refusals << " refusals, " << s.scans << " scans\n"
-            << "  round trip min " << milli(s.roundTrips.min()) << " ms, median "
-            << milli(s.roundTrips.median()) << " ms, max " << milli(s.roundTrips.max()) << " ms\n";
-    }
+    for (std::size_t i = 0; i < host.project().stations.size(); ++i)
+        printStatistics(out, host.project().stations[i].name, host.statistics(i));
     out.flush();
 }
 

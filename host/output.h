@@ -6,6 +6,7 @@
 #include "command.h"
 #include "host.h"
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -34,11 +35,29 @@ std::string ageText(const Snapshot& shown, Clock::time_point now);
 std::size_t columns(const std::string& text);
 std::string padded(const std::string& text, std::size_t width);
 
-/// One line or record for each tag. CSV has a header line when withHeader.
+/// A tag with what is shown of it.
+struct ShownTag {
+    std::string station;
+    std::string label; ///< for people: the tag, with its station where there are several
+    ProjectTag tag;
+    Snapshot shown;
+};
+
+std::vector<ShownTag> shownTags(const Host& host);
+
+constexpr const char* kCsvHeader = "time,station,tag,type,quality,age_ms,value,reason";
+
+/// One line or record for each tag. timeText and now say when they were shown.
+void printTags(const std::vector<ShownTag>& tags, Format format, const std::string& timeText,
+               Clock::time_point now);
+
+/// The tags of a host as they are shown now. CSV has a header line when withHeader.
 void printSnapshots(const Host& host, Format format, bool withHeader);
 
-/// Requests, replies, failures and round trips, two lines for each station. On standard error when
-/// the values went out for machines.
+/// Requests, replies, failures and round trips, two lines.
+void printStatistics(std::ostream& out, const std::string& station, const Statistics& statistics);
+
+/// The same for each station of a host, on standard error when the values went out for machines.
 void printStatistics(const Host& host, Format format);
 
 } // namespace panelhost

@@ -140,28 +140,41 @@ Screened screenDataReply(ByteView request, std::uint32_t targetToOriginatorId, B
     return result;
 }
 
-ReadRequest decodeReadRequest(ByteView request)
+TagPath decodeTagPath(ByteView request)
 {
     namespace at = frame::connected;
     constexpr std::uint8_t kSymbolicSegment = 0x91;
     constexpr std::uint8_t kElement8 = 0x28;
     constexpr std::uint8_t kElement16 = 0x29;
 
-    ReadRequest result;
-    const std::size_t pathEnd = at::kRequestPath + 2u * request.u8(at::kRequestPathWords);
-    if (request.u8(at::kService) != frame::kReadTag || request.size() < pathEnd + 2 ||
-        request.u8(at::kRequestPath) != kSymbolicSegment)
-        return result;
+    TagPath path;
+    path.end = at::kRequestPath + 2u * request.u8(at::kRequestPathWords);
+    if (request.size() < path.end || request.u8(at::kRequestPath) != kSymbolicSegment)
+        return path;
     const std::size_t nameLength = request.u8(at::kRequestPath + 1);
-    std::size_t position = at::kRequestPath + 2 + nameLength + nameLength % 2;
-    if (position == pathEnd - 2 && request.u8(position) == kElement8)
-        result.firstElement = request.u8(position + 1);
-    else if (position == pathEnd - 4 && request.u8(position) == kElement16)
-        result.firstElement = request.u16(position + 2);
-    else if (position != pathEnd)
-        return result;
-    result.elements = request.u16(pathEnd);
-    result.valid = true;
+    const std::size_t nameAt = at::kRequestPath + 2;
+    const std::size_t position = nameAt + nameLength + nameLength % 2;
+    if (position + 2 == path.end && request.u8(position) == kElement8)
+        path.firstElement = request.u8(position + 1);
+    else if (position + 4 == path.end && request.u8(position) == kElement16)
+        path.firstElement = request.u16(position + 2);
+    else if (position != path.end)
+        return path;
+    path.name = ByteView(request.data() + nameAt, nameLength);
+    path.valid = true;
+    return path;
+}
+
+ReadRequest decodeReadRequest(ByteView request)
+{
+    const TagPath path = decodeTagPath(request);
+    ReadRequest result;
+    result.valid = path.valid && request.size() >= path.end + 2 &&
+                   request.u8(frame::connected::kService) == frame::kReadTag;
+    if (result.valid) {
+        result.firstElement = path.firstElement;
+        result.elements = request.u16(path.end);
+    }
     return result;
 }
 

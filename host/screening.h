@@ -35,6 +35,16 @@ Screened screenForwardOpen(ByteView request, ByteView reply);
 /// targetToOriginatorId is the connection ID that replies bear, from the Forward Open's answer.
 Screened screenDataReply(ByteView request, std::uint32_t targetToOriginatorId, ByteView reply);
 
+/// The path of a request for a tag or one of its elements. Invalid for paths that the driver never
+/// writes: members, local variables, elements that need 32 bits.
+struct TagPath {
+    bool valid = false;
+    ByteView name;
+    std::uint32_t firstElement = 0;
+    std::size_t end = 0; ///< where the service's own data begin in the request
+};
+TagPath decodeTagPath(ByteView request);
+
 /// What a Read Tag request on the wire asks for. The host publishes a value only for the element
 /// that the frame really named.
 struct ReadRequest {

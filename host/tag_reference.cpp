@@ -85,4 +85,11 @@ TagReference parseTagReference(const std::string& text)
     return reference;
 }
 
+bool sameTagName(const std::string& a, const std::string& b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+        return std::toupper(x) == std::toupper(y);
+    });
+}
+
 } // namespace panelhost

@@ -32,6 +32,9 @@ constexpr int kMaxElements = 10000; ///< of one reference; a screen shows far fe
 /// Throws UsageError with the reason when text is no reference that a controller can be asked for.
 TagReference parseTagReference(const std::string& text);
 
+/// Controllers do not tell capitals from small letters.
+bool sameTagName(const std::string& a, const std::string& b);
+
 } // namespace panelhost
 
 #endif // PANELHOST_TAG_REFERENCE_H

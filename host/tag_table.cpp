@@ -7,13 +7,6 @@
 namespace panelhost {
 namespace {
 
-bool sameName(const std::string& a, const std::string& b)
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-        return std::toupper(x) == std::toupper(y);
-    });
-}
-
 std::string typeObstacle(const TagType& type, int valueBytes)
 {
     constexpr std::uint8_t kStructure = 0xA0;
@@ -36,7 +29,7 @@ std::string typeObstacle(const TagType& type, int valueBytes)
 int TagTable::want(const TagReference& reference)
 {
     auto found = std::find_if(tags_.begin(), tags_.end(), [&reference](const Tag& tag) {
-        return sameName(tag.name, reference.name);
+        return sameTagName(tag.name, reference.name);
     });
     if (found == tags_.end()) {
         Tag tag;
