@@ -33,6 +33,13 @@ std::vector<std::string> splitWords(std::string_view line)
     return words;
 }
 
+/// A word that may stand in double quotes, as a path with blanks does.
+std::string unquoted(const std::string& word)
+{
+    const bool quoted = word.size() >= 2 && word.front() == '"' && word.back() == '"';
+    return quoted ? word.substr(1, word.size() - 2) : word;
+}
+
 void expectWords(const std::vector<std::string>& words, std::size_t count, const char* usage)
 {
     if (words.size() != count)
@@ -170,9 +177,9 @@ Commands::Lines Commands::status(const Words& words)
 Commands::Lines Commands::download(const Words& words)
 {
     expectWords(words, 2, "download FILE");
-    controller_.download(loadTagFile(words[1]), Clock::now());
-    return {"download " + words[1] + ": " + std::to_string(controller_.tags().tags().size()) +
-            " tags"};
+    const std::string path = unquoted(words[1]);
+    controller_.download(loadTagFile(path), Clock::now());
+    return {"download " + path + ": " + std::to_string(controller_.tags().tags().size()) + " tags"};
 }
 
 Commands::Lines Commands::fault(const Words& words)

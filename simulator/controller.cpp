@@ -102,6 +102,12 @@ Controller::Outcome Controller::handle(LinkId link, const Frame& request, TimePo
     return outcome;
 }
 
+void Controller::ignore()
+{
+    ++counters_.requests;
+    ++counters_.unanswered;
+}
+
 Controller::Outcome Controller::refuseAbsurdLength(const Frame& header)
 {
     ++counters_.requests;

@@ -61,6 +61,9 @@ public:
 
     Outcome handle(LinkId link, const Frame& request, TimePoint now);
 
+    /// Counts a request that is met with silence instead of being handled.
+    void ignore();
+
     /// The answer to a header that claims more data than any frame has.
     Outcome refuseAbsurdLength(const Frame& header);
 

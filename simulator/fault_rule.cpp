@@ -290,8 +290,9 @@ FaultRule parseFault(const std::vector<std::string>& words)
             return Parser(kind, words).parse();
         known += (known.empty() ? "" : ", ") + std::string(kind.name);
     }
-    throw std::invalid_argument("unknown fault \"" + (words.empty() ? "" : words[0]) +
-                                "\" (known: " + known + ")");
+    throw std::invalid_argument(
+        (words.empty() ? "no kind of fault" : "unknown fault \"" + words[0] + "\"") +
+        " (known: " + known + ")");
 }
 
 const std::vector<FaultUsage>& faultUsages()

@@ -40,9 +40,14 @@ void Link::close()
     server_.forget(id_);
 }
 
+bool Link::mayTakeMore() const
+{
+    return socket_.is_open() && !ending_ && departures_.size() < kMostWaitingAnswers;
+}
+
 void Link::read()
 {
-    if (reading_ || !socket_.is_open() || departures_.size() >= kMostWaitingAnswers)
+    if (reading_ || !mayTakeMore())
         return;
     reading_ = true;
     socket_.async_read_some(
@@ -53,26 +58,34 @@ void Link::read()
                 return self->close();
             self->lastHeardFrom_ = Clock::now();
             self->assembler_.feed(ByteView(self->incoming_.data(), size));
-            self->serveFrames();
-            self->read();
+            self->proceed();
         });
+}
+
+/// Takes up what waited for answers to leave, and then what comes.
+void Link::proceed()
+{
+    serveFrames();
+    read();
 }
 
 void Link::serveFrames()
 {
-    while (socket_.is_open()) {
+    while (mayTakeMore()) {
         const std::optional<Frame> request = assembler_.next();
         if (!request)
             break;
         serve(*request);
     }
-    if (const auto& absurd = assembler_.absurdHeader(); absurd && socket_.is_open())
+    if (const auto& absurd = assembler_.absurdHeader(); absurd && mayTakeMore())
         answer(*absurd, server_.controller_.refuseAbsurdLength(*absurd));
 }
 
 void Link::serve(const Frame& request)
 {
-    if (!server_.ignores_(request))
+    if (server_.ignores_(request))
+        server_.controller_.ignore();
+    else
         answer(request, server_.controller_.handle(id_, request, Clock::now()));
 }
 
@@ -89,6 +102,7 @@ void Link::answer(const Frame& request, const Controller::Outcome& outcome)
         deliveries = server_.plan_(request, std::move(bytes));
     else
         deliveries.push_back({std::move(bytes), {}, false});
+    ending_ = outcome.closeLink;
     if (outcome.closeLink && !deliveries.empty())
         deliveries.back().closeLink = true;
     for (Delivery& delivery : deliveries)
@@ -102,8 +116,10 @@ void Link::queue(Delivery delivery)
     const auto place = std::upper_bound(
         departures_.begin() + (sending_ ? 1 : 0), departures_.end(), due,
         [](TimePoint time, const Departure& departure) { return time < departure.due; });
-    departures_.insert(place, {due, std::move(delivery.bytes), delivery.closeLink});
-    sendWhenDue();
+    const auto added =
+        departures_.insert(place, {due, std::move(delivery.bytes), delivery.closeLink});
+    if (added == departures_.begin())
+        sendWhenDue(); // else the one before it has set the timer
 }
 
 void Link::sendWhenDue()
@@ -122,7 +138,7 @@ void Link::waitUntilDue()
         if (error)
             return;
         self->sendWhenDue();
-        self->read();
+        self->proceed();
     });
 }
 
@@ -140,7 +156,7 @@ void Link::sendFirst()
                           self->sending_ = false;
                           self->firstLeft(result);
                           self->sendWhenDue();
-                          self->read();
+                          self->proceed();
                       });
 }
 

@@ -21,7 +21,9 @@ private:
         bool closeLink = false;
     };
 
+    bool mayTakeMore() const;
     void read();
+    void proceed();
     void serveFrames();
     void serve(const Frame& request);
     void answer(const Frame& request, const Controller::Outcome& outcome);
@@ -40,6 +42,7 @@ private:
     std::deque<Departure> departures_; ///< by due time
     bool sending_ = false;
     bool reading_ = false;
+    bool ending_ = false; ///< nothing is served any more once the last answer is on its way
     TimePoint lastHeardFrom_;
     asio::steady_timer departureTimer_;
     asio::steady_timer idleTimer_;

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <iterator>
 #include <sstream>
+#include <type_traits>
 
 namespace plcsim {
 
@@ -19,31 +20,40 @@ constexpr int kUsageError = 2;
 /// ADDRESS:PORT, with the address in numbers.
 asio::ip::tcp::endpoint parseEndpoint(const std::string& text)
 {
+    const CLI::ValidationError wrong("--listen", "\"" + text +
+                                                     "\" is not of the form ADDRESS:PORT, such as "
+                                                     "127.0.0.1:44818");
     const std::size_t colon = text.rfind(':');
     if (colon == std::string::npos)
-        throw CLI::ValidationError("--listen", "\"" + text + "\" is not of the form ADDRESS:PORT");
+        throw wrong;
     asio::error_code error;
     const auto address = asio::ip::make_address(text.substr(0, colon), error);
     unsigned port = 0;
     const char* end = text.data() + text.size();
     const auto result = std::from_chars(text.data() + colon + 1, end, port);
     if (error || result.ec != std::errc() || result.ptr != end || port > 0xFFFF)
-        throw CLI::ValidationError("--listen", "\"" + text + "\" is not of the form ADDRESS:PORT");
+        throw wrong;
     return {address, static_cast<std::uint16_t>(port)};
 }
 
-CLI::Validator within(double min, double max)
+template <typename Number>
+CLI::Validator within(Number min, Number max)
 {
     const auto check = [min, max](const std::string& text) {
-        double number = 0;
+        Number number = 0;
         if (CLI::detail::lexical_cast(text, number) && number >= min && number <= max)
             return std::string();
         std::ostringstream complaint;
-        complaint << text << " is not a number within " << min << ".." << std::fixed
-                  << std::setprecision(0) << max;
+        complaint << text << " is not a " << (std::is_integral_v<Number> ? "whole " : "")
+                  << "number within " << min << ".." << std::fixed << std::setprecision(0) << max;
         return complaint.str();
     };
     return CLI::Validator(check, "");
+}
+
+CLI::Validator wholeWithin(std::int64_t min, std::int64_t max)
+{
+    return within(min, max);
 }
 
 std::vector<std::string> parseFaultOption(const std::string& text)
@@ -70,6 +80,7 @@ std::optional<int> parseSettings(int argc, char** argv, Settings& settings)
 {
     CLI::App app("A simulated Micro850 controller that speaks EtherNet/IP.", "plcsim");
     app.footer(kFooter);
+    app.set_version_flag("--version", "plcsim " PLCSIM_VERSION, "Print the version");
     std::string listen = "0.0.0.0:44818";
     double responseTime = 5;
     double scanTime = 10;
@@ -94,11 +105,11 @@ std::optional<int> parseSettings(int argc, char** argv, Settings& settings)
         ->check(within(0.1, 1e6));
     app.add_option("--max-sessions", settings.controller.mostSessions, "Most sessions at a time")
         ->option_text("N (23)")
-        ->check(within(1, 100000));
+        ->check(wholeWithin(1, 100000));
     app.add_option("--max-connections", settings.controller.connections.mostConnections,
                    "Most CIP connections at a time")
         ->option_text("N (24)")
-        ->check(within(1, 100000));
+        ->check(wholeWithin(1, 100000));
     app.add_flag("--refuse-long-read-data", settings.controller.tagServices.refuseLongReadData,
                  "Refuse Read Tag requests with bytes behind the element count");
     app.add_flag("--accept-backplane-path", settings.controller.connections.acceptBackplanePath,
@@ -110,7 +121,7 @@ std::optional<int> parseSettings(int argc, char** argv, Settings& settings)
         ->option_text("FILE");
     app.add_option("--seed", settings.controller.seed, "Start of everything random")
         ->option_text("N (1)")
-        ->check(within(0, 4294967295.0));
+        ->check(wholeWithin(0, 4294967295));
 
     try {
         app.parse(argc, argv);
@@ -119,6 +130,9 @@ std::optional<int> parseSettings(int argc, char** argv, Settings& settings)
             settings.faults.push_back(parseFaultOption(fault));
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
+        return 0;
+    } catch (const CLI::CallForVersion& version) {
+        std::cout << version.what() << '\n';
         return 0;
     } catch (const CLI::ParseError& error) {
         std::cerr << "plcsim: " << error.what() << '\n';

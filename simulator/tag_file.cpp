@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -220,12 +221,19 @@ private:
             place_.fail(*table_.get("motion"), error.what());
         }
         if (motion.kind == MotionKind::Fixed)
-            return;
+            return refuseMotionKeys();
         readPeriod();
         if (motion.kind == MotionKind::Cycle)
             readChoices();
         else
             readRange();
+    }
+
+    void refuseMotionKeys() const
+    {
+        for (const char* key : {"period", "min", "max", "step", "choices"})
+            if (const toml::node* node = table_.get(key))
+                place_.fail(*node, std::string(key) + " is for moving tags, and motion is fixed");
     }
 
     void readPeriod()
@@ -371,6 +379,8 @@ Program parseTagFile(std::string_view text, const std::string& path)
 
 Program loadTagFile(const std::string& path)
 {
+    if (std::filesystem::is_directory(path))
+        throw TagFileError(path + ": is a directory");
     std::ifstream file(path, std::ios::binary | std::ios::ate);
     if (!file || file.tellg() < 0)
         throw TagFileError(path + ": cannot be read");

@@ -120,6 +120,13 @@ TEST_F(CommandTest, DownloadReplacesTheProgram)
     EXPECT_EQ(run("get ValveOffset"), "get ValveOffset = -17");
 }
 
+TEST_F(CommandTest, PathOfADownloadMayStandInQuotes)
+{
+    EXPECT_EQ(run("download \"" EXAMPLES_DIR "/machine.toml\""),
+              "download " EXAMPLES_DIR "/machine.toml: 28 tags");
+    EXPECT_EQ(run("download \"/no such file\""), "error: /no such file: cannot be read");
+}
+
 TEST_F(CommandTest, HelpNamesEveryCommand)
 {
     for (const char* name : {"get TAG", "set TAG", "release", "tags", "status", "download", "quit"})

@@ -275,7 +275,7 @@ TEST_F(FaultTest, DropLinkWithAConditionDropsInsteadOfAnswering)
 
 TEST_F(FaultTest, MistakesAreNamed)
 {
-    EXPECT_EQ(complaint("").substr(0, 16), "unknown fault \"\"");
+    EXPECT_EQ(complaint("").substr(0, 24), "no kind of fault (known:");
     EXPECT_EQ(complaint("fire").substr(0, 20), "unknown fault \"fire\"");
     EXPECT_EQ(complaint("delay"), "a number is missing");
     EXPECT_EQ(complaint("delay soon"), "\"soon\" is not a number");

@@ -83,6 +83,7 @@ public:
         return all;
     }
 
+    pid_t pid() const { return pid_; }
     void signal(int number) { ::kill(pid_, number); }
 
     /// The exit code; -1 if a signal ended it.

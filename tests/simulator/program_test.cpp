@@ -128,10 +128,16 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         BadCall{{}, "--tags is required"},
         BadCall{{"--tags", "/nonexistent.toml"}, "/nonexistent.toml: cannot be read"},
+        BadCall{{"--tags", "/"}, "/: is a directory"},
+        BadCall{onFreePort({"--max-sessions", "1.5"}),
+                "--max-sessions: 1.5 is not a whole number within 1..100000"},
+        BadCall{onFreePort({"--max-connections", "0"}),
+                "--max-connections: 0 is not a whole number within 1..100000"},
         BadCall{{"--tags", kMachine, "--listen", "here"},
-                "--listen: \"here\" is not of the form ADDRESS:PORT"},
+                "--listen: \"here\" is not of the form ADDRESS:PORT, such as 127.0.0.1:44818"},
         BadCall{{"--tags", kMachine, "--listen", "127.0.0.1:70000"},
-                "--listen: \"127.0.0.1:70000\" is not of the form ADDRESS:PORT"},
+                "--listen: \"127.0.0.1:70000\" is not of the form ADDRESS:PORT, such as "
+                "127.0.0.1:44818"},
         BadCall{onFreePort({"--response-time", "-1"}),
                 "--response-time: -1 is not a number within 0..600000"},
         BadCall{
@@ -156,6 +162,13 @@ TEST(Program, HistoryTellsEveryChange)
     EXPECT_TRUE(std::regex_search(history,
                                   std::regex("\n[0-9]{16} operator RecipeName 0 \"two words\"\n")));
     ::unlink(path.c_str());
+}
+
+TEST(Program, TellsItsVersion)
+{
+    Process plcsim({"--version"});
+    EXPECT_EQ(plcsim.line().substr(0, 7), "plcsim ");
+    EXPECT_EQ(plcsim.wait(), 0);
 }
 
 TEST(Program, HelpFitsAScreenAndEndsWithAnExample)

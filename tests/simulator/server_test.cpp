@@ -123,6 +123,30 @@ TEST_F(ServerTest, AnswersRequestsThatArriveInPiecesOrGlued)
     EXPECT_EQ(answers[2 * kListServicesAnswer], 0x65) << "answers keep the order of the requests";
 }
 
+TEST_F(ServerTest, SplitAtAnyByteAConversationIsTheSame)
+{
+    const std::string sent = std::string(kListServices) + " " + kRegister +
+                             " 63 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+                             "00 00 00 00";
+    const Bytes requests = fromHex(sent);
+    constexpr std::size_t kIdentityAnswer = 79;
+    constexpr std::size_t kAnswers = kListServicesAnswer + 28 + kIdentityAnswer;
+    for (std::size_t split = 1; split < requests.size(); ++split) {
+        const auto panel = client();
+        panel->send(ByteView(requests.data(), split));
+        context_.run_one_for(std::chrono::milliseconds(1)); // the link is accepted
+        context_.run_one_for(std::chrono::milliseconds(1)); // and read
+        panel->send(ByteView(requests.data() + split, requests.size() - split));
+        const Bytes answers = panel->receive(kAnswers);
+        ASSERT_EQ(answers.size(), kAnswers) << "split at " << split;
+        EXPECT_EQ(answers[0], command::kListServices);
+        EXPECT_EQ(answers[kListServicesAnswer], command::kRegisterSession);
+        EXPECT_EQ(answers[kListServicesAnswer + 28], command::kListIdentity);
+        panel->close();
+        ASSERT_TRUE(eventually([this] { return controller_->sessionCount() == 0; }));
+    }
+}
+
 TEST_F(ServerTest, LinkThatClosesFreesItsSession)
 {
     auto panel = client();
@@ -190,15 +214,15 @@ TEST_F(ServerTest, LateAndSplitAnswersLeaveWhenTheyAreDue)
         const auto middle = answer.begin() + 10;
         return std::vector<Delivery>{
             {Bytes(answer.begin(), middle), {}, false},
-            {Bytes(middle, answer.end()), std::chrono::milliseconds(30), false}};
+            {Bytes(middle, answer.end()), std::chrono::milliseconds(200), false}};
     });
     const auto panel = client();
     const TimePoint before = Clock::now();
     panel->send(kListServices);
     EXPECT_EQ(panel->receive(10).size(), 10u);
-    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(30));
+    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(200));
     EXPECT_EQ(panel->receive(kListServicesAnswer - 10).size(), kListServicesAnswer - 10);
-    EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(30));
+    EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(200));
 }
 
 TEST_F(ServerTest, IgnoredRequestIsNotServed)
@@ -211,7 +235,8 @@ TEST_F(ServerTest, IgnoredRequestIsNotServed)
     deaf = false;
     panel->send(kListServices);
     EXPECT_EQ(panel->receive(kListServicesAnswer).size(), kListServicesAnswer);
-    EXPECT_EQ(controller_->counters().requests, 1u);
+    EXPECT_EQ(controller_->counters().requests, 2u);
+    EXPECT_EQ(controller_->counters().unanswered, 1u);
 }
 
 TEST_F(ServerTest, OfflineRefusesLinksAndComesBackOnTheSamePort)
@@ -250,8 +275,7 @@ TEST_F(ServerTest, ClientThatNeverReadsIsNotReadFromForEver)
         requests += kListServices;
     flood->send(requests);
     eventually([this] { return controller_->counters().requests >= 64; });
-    for (int i = 0; i < 50; ++i)
-        context_.run_one_for(std::chrono::milliseconds(1));
+    context_.run_for(std::chrono::milliseconds(200));
     EXPECT_LT(controller_->counters().requests, 1000u);
 }
 

@@ -86,7 +86,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{tag("type = 'INT'\nsize = 0"),
                 "m.toml:4: tag \"T\": size is to be a whole number, 1..1000000"},
         BadFile{tag("type = 'INT'\nspeed = 1"), "m.toml:4: tag \"T\": unknown key \"speed\""},
-        BadFile{tag("type = 'INT'\nstep = 1"), "m.toml:4: tag \"T\": unknown key \"step\""},
+        BadFile{tag("type = 'INT'\nstep = 1"),
+                "m.toml:4: tag \"T\": step is for moving tags, and motion is fixed"},
         BadFile{tag("type = 'INT'\nmotion = 'jump'"),
                 "m.toml:4: tag \"T\": unknown motion \"jump\" (known: fixed, count, ramp, sine, "
                 "square, "
