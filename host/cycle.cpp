@@ -1,8 +1,21 @@
 #include "cycle.h"
 
+#include "knock.h"
+
 #include <algorithm>
 
 namespace panelhost {
+
+std::chrono::milliseconds longestRecovery(const StationSettings& station,
+                                          const CycleSettings& cycle, int stationsInCycle)
+{
+    constexpr std::chrono::milliseconds kReadingAnew(1000);
+    const std::chrono::milliseconds timeouts = station.timeout * (station.retries + 1);
+    std::chrono::milliseconds pause = std::max(BackOff::kLongest, cycle.refusedRetry);
+    if (stationsInCycle > 1)
+        pause = std::max(pause, timeouts * BackOff::kShareOfOthers);
+    return pause + (timeouts + kReadingAnew) * stationsInCycle;
+}
 
 Cycle::Cycle(std::unique_ptr<DriverLibrary> library, const std::vector<StationSettings>& stations,
              const CycleSettings& settings, Traffic* traffic)
@@ -44,18 +57,20 @@ void Cycle::stop()
         constexpr std::chrono::milliseconds kGrace(100);
         std::unique_lock<std::mutex> lock(mutex_);
         stopping_ = true;
-        wake_.notify_all();
+        wakeUp_.set();
         changed_.wait_for(lock, kGrace, [this] { return finished_; });
     }
     interrupt_.set();
     thread_.join();
+    for (const auto& station : stations_)
+        if (station->knock.valid())
+            station->knock.wait();
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& station : stations_) {
         if (traffic_ != nullptr && station->link.isOpen())
             traffic_->closed(station->settings.name, station->link);
         station->link.close();
-        while (!waitingWrites_[static_cast<std::size_t>(station->number)].empty())
-            finishWrite(*station, {false, "stopped", Clock::now()});
+        failWrites(*station, "stopped");
     }
 }
 
@@ -93,19 +108,6 @@ void Cycle::notifyChange()
     changed_.notify_all();
 }
 
-std::future<WriteOutcome> Cycle::write(const ItemId& item, std::vector<Value> values)
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    WriteJob job;
-    job.item = item;
-    job.values = std::move(values);
-    job.type = stations_[static_cast<std::size_t>(item.station)]->table.tag(item.tag).type.element;
-    std::future<WriteOutcome> outcome = job.outcome.get_future();
-    waitingWrites_[static_cast<std::size_t>(item.station)].push_back(std::move(job));
-    wake_.notify_all();
-    return outcome;
-}
-
 void Cycle::run()
 {
     while (!stopping_) {
@@ -132,29 +134,50 @@ void Cycle::run()
 /// the rest waits here, where a failed station cannot lose it and no two writes share a key.
 void Cycle::prepare(Clock::time_point now)
 {
+    for (const auto& station : stations_)
+        if (!station->up)
+            tryToBringUp(*station, now);
+
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& entry : stations_) {
         Station& station = *entry;
-        if (!station.up && now >= station.upAgainAt)
-            bringUp(station);
         if (!station.up) {
-            // A write to a station that is switched off would wait for nobody.
-            while (!waitingWrites_[static_cast<std::size_t>(station.number)].empty())
-                finishWrite(station, {false, "not written: " + station.view.reason, now});
+            // A write to a station that does not answer would wait for nobody.
+            if (station.view.attempts > 0)
+                failWrites(station, "not written: " + station.view.reason);
             continue;
         }
         listDirty_ = station.table.retryRefused(now) || listDirty_;
-        if (!station.onceReadQueued) {
-            if (const auto var = station.table.nextOnceRead()) {
-                driver_.queueOnceRead(*var);
-                station.onceReadQueued = true;
-            }
-        }
+        queueOnceRead(station, now);
         queueWrite(station);
     }
     // A failed request is booked on the list's front entry, so the list stands still meanwhile.
     if (listDirty_ && !requestPending_)
         rebuildReadList();
+}
+
+/// Alone in its cycle a station is simply tried. Among others it has to show first that it answers at
+/// all, as they would wait for its time-outs.
+void Cycle::tryToBringUp(Station& station, Clock::time_point now)
+{
+    if (!station.knock.valid()) {
+        if (now < station.upAgainAt)
+            return;
+        if (stations_.size() == 1)
+            bringUp(station);
+        else
+            station.knock = knock(&station, traffic_, [this] { wakeUp_.set(); });
+        return;
+    }
+    if (station.knock.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+        return;
+    const KnockAnswer answer = station.knock.get();
+    if (answer.trouble == StationTrouble::None) {
+        station.linkIsFresh = true;
+        bringUp(station);
+    } else {
+        takeDown(station, answer.reason, answer.trouble);
+    }
 }
 
 void Cycle::bringUp(Station& station)
@@ -163,54 +186,21 @@ void Cycle::bringUp(Station& station)
     driver_.enableStation(station.number, true);
 }
 
-void Cycle::queueWrite(Station& station)
+/// A scout or probe that is due; else, of a station that was idle for too long or whose link the
+/// controller closed, any: the request keeps the connection, or finds out that it is gone.
+void Cycle::queueOnceRead(Station& station, Clock::time_point now)
 {
-    std::deque<WriteJob>& waiting = waitingWrites_[static_cast<std::size_t>(station.number)];
-    while (!station.writeQueued && !waiting.empty()) {
-        const WriteJob& job = waiting.front();
-        const Tag& tag = station.table.tag(job.item.tag);
-        const Clock::time_point now = Clock::now();
-        if (tag.stage == Tag::Stage::Refused) {
-            finishWrite(station, {false, tag.refusal, now});
-            continue;
-        }
-        // The driver turns a write of a tag whose type it does not know into a read.
-        if (!tag.typeStored || tag.stage != Tag::Stage::Reading)
-            return;
-        if (job.type != tag.type.element) {
-            finishWrite(station, {false, "the tag's data type has changed", now});
-            continue;
-        }
-        const std::string obstacle = writeObstacle(*job.type, tag.name, job.item.range);
-        if (!obstacle.empty()) {
-            finishWrite(station, {false, obstacle, now});
-            continue;
-        }
-        RW_VAR var;
-        var.hostArea = kWrite;
-        var.hostAddress = tag.id;
-        var.tagName = tag.driverName;
-        var.indexText = QString::number(job.item.range.first);
-        var.dataKind = tag.id;
-        var.station = station.number;
-        var.data = encodeRegisters(*job.type, job.values);
-        var.count = writeCount(*job.type, job.values);
-        driver_.queueWrite(var);
-        station.writeQueued = true;
-        station.writeSent = false;
-    }
-}
-
-void Cycle::finishWrite(Station& station, const WriteOutcome& outcome)
-{
-    std::deque<WriteJob>& waiting = waitingWrites_[static_cast<std::size_t>(station.number)];
-    if (waiting.empty())
+    if (station.onceReadQueued)
         return;
-    waiting.front().outcome.set_value(outcome);
-    waiting.pop_front();
-    station.writeQueued = false;
-    station.writeSent = false;
-    notifyChange();
+    std::optional<RW_VAR> var = station.table.nextOnceRead();
+    const bool idle = now - station.lastSentAt >= settings_.keepAlive;
+    if (!var && station.view.online && (idle || station.hungUp))
+        var = station.table.anyOnceRead();
+    station.hungUp = false;
+    if (!var)
+        return;
+    driver_.queueOnceRead(*var);
+    station.onceReadQueued = true;
 }
 
 void Cycle::appendToReadList(const Tag& tag)
@@ -250,21 +240,46 @@ bool Cycle::workDue(Clock::time_point now) const
     });
 }
 
+Clock::time_point Cycle::nextDue(Clock::time_point now) const
+{
+    Clock::time_point due = now + CycleSettings::kLongestPause;
+    if (listSize_ > 0)
+        due = std::min(due, nextScanAt_);
+    for (const auto& station : stations_) {
+        if (!station->up && !station->knock.valid())
+            due = std::min(due, station->upAgainAt);
+        if (station->up)
+            due = std::min(due, station->table.nextRetry());
+        if (station->view.online)
+            due = std::min(due, station->lastSentAt + settings_.keepAlive);
+    }
+    return due;
+}
+
 void Cycle::sleep(Clock::time_point now)
 {
-    std::unique_lock<std::mutex> lock(mutex_);
-    Clock::time_point until = now + CycleSettings::kLongestPause;
-    if (listSize_ > 0)
-        until = std::min(until, nextScanAt_);
-    for (const auto& station : stations_)
-        until = std::min(until, station->up ? station->table.nextRetry() : station->upAgainAt);
-    wake_.wait_until(lock, until, [this] {
-        return stopping_ ||
-               std::any_of(stations_.begin(), stations_.end(), [this](const auto& station) {
-                   return station->up && !station->writeQueued &&
-                          !waitingWrites_[static_cast<std::size_t>(station->number)].empty();
-               });
-    });
+    Clock::time_point until;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        until = nextDue(now);
+    }
+    waitForWakeUpOrHangUp(until);
+}
+
+/// A link that the controller closes while nothing is asked is noticed here, not at the next scan.
+void Cycle::waitForWakeUpOrHangUp(Clock::time_point until)
+{
+    std::vector<const Link*> links;
+    std::vector<Station*> owners;
+    for (const auto& station : stations_) {
+        if (station->up && station->link.isOpen()) {
+            links.push_back(&station->link);
+            owners.push_back(station.get());
+        }
+    }
+    for (const std::size_t hungUp : waitForHangUp(wakeUp_, links, until))
+        owners[hungUp]->hungUp = true;
+    wakeUp_.clear();
 }
 
 /// The driver answers null once after five writes or once-reads in a row, when it wants to serve an

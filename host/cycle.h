@@ -16,7 +16,6 @@
 #include "tcp_link.h"
 #include "traffic.h"
 
-#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <future>
@@ -29,25 +28,23 @@
 namespace panelhost {
 
 struct CycleSettings {
-    /// Start to start; 0 scans without pause. A controller drops a connection that is not used for
-    /// 32 s, so at least every kLongestPause a scan is made.
+    /// Start to start, kLongestPause at most; 0 scans without pause.
     std::chrono::milliseconds scanInterval{0};
     std::chrono::milliseconds refusedRetry{5000}; ///< before a refused tag is tried again
     std::chrono::milliseconds staleAfter{10000};  ///< an older value is not shown as good
+    /// A controller drops a connection that is not used for 32 s; a station that there is nothing to
+    /// read from is asked something this often.
+    std::chrono::milliseconds keepAlive{8000};
 
     static constexpr std::chrono::milliseconds kLongestPause{8000};
 };
 
 /// A station whose trouble is over shows good values again within this time: the longest pause between
 /// attempts, the time-outs of a request that the trouble still swallowed, and what it takes to open a
-/// session and to read everything anew (some 60 tags at 5 ms).
-inline std::chrono::milliseconds longestRecovery(const StationSettings& station,
-                                                 const CycleSettings& cycle)
-{
-    constexpr std::chrono::milliseconds kReadingAnew(1000);
-    return std::max(BackOff::kLongest, cycle.refusedRetry) +
-           station.timeout * (station.retries + 1) + kReadingAnew;
-}
+/// session and to read everything anew (some 60 tags at 5 ms). In a cycle for several stations the
+/// pauses are longer, and each of the others may have its time-outs as well.
+std::chrono::milliseconds longestRecovery(const StationSettings& station,
+                                          const CycleSettings& cycle, int stationsInCycle = 1);
 
 /// A reference as the cycle knows it.
 struct ItemId {
@@ -117,16 +114,24 @@ private:
     // cycle.cpp: what to do next
     void run();
     void prepare(Clock::time_point now);
+    void tryToBringUp(Station& station, Clock::time_point now);
     void bringUp(Station& station);
-    void queueWrite(Station& station);
+    void queueOnceRead(Station& station, Clock::time_point now);
     void appendToReadList(const Tag& tag);
     void rebuildReadList();
     void apply(const Station& station, int tag, ListChange change);
     bool workDue(Clock::time_point now) const;
     void sleep(Clock::time_point now);
+    Clock::time_point nextDue(Clock::time_point now) const;
+    void waitForWakeUpOrHangUp(Clock::time_point until);
     void nothingToSend();
     void countScan();
     void notifyChange();
+
+    // cycle_writes.cpp: writes that wait
+    void queueWrite(Station& station);
+    void finishWrite(Station& station, const WriteOutcome& outcome);
+    void failWrites(Station& station, const std::string& reason);
 
     // cycle_transfer.cpp: one request and its reply
     void serve(const Protocol& request);
@@ -143,14 +148,14 @@ private:
     void giveUp(Station& station, const std::string& reason, StationTrouble trouble);
     void abandon(Station& station, const Exchange& exchange);
     void takeDown(Station& station, const std::string& reason, StationTrouble trouble);
-    void finishWrite(Station& station, const WriteOutcome& outcome);
     template <typename Screen>
     Exchange exchange(Station& station, const QByteArray& request, const Screen& screen);
     void note(const Station& station, const std::string& what);
 
     CycleSettings settings_;
     Traffic* traffic_;
-    Interrupt interrupt_;
+    Interrupt interrupt_; ///< ends waits for the network
+    Interrupt wakeUp_;    ///< ends sleep
     Driver driver_;
     std::vector<std::unique_ptr<Station>> stations_;
     QByteArray reply_;
@@ -167,7 +172,6 @@ private:
 
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
-    std::condition_variable wake_;
     std::uint64_t changes_ = 1;                       ///< under mutex_
     bool finished_ = false;                           ///< under mutex_
     std::vector<std::deque<WriteJob>> waitingWrites_; ///< per station, under mutex_

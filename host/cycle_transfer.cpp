@@ -1,14 +1,10 @@
 #include "cycle.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace panelhost {
 namespace {
-
-std::string silence(const StationSettings& settings)
-{
-    return "no answer within " + std::to_string(settings.timeout.count()) + " ms";
-}
 
 } // namespace
 
@@ -24,6 +20,7 @@ Cycle::Exchange Cycle::exchange(Station& station, const QByteArray& request, con
 {
     Exchange result;
     result.sentAt = result.receivedAt = Clock::now();
+    station.lastSentAt = result.sentAt;
     const Clock::time_point deadline = result.sentAt + station.settings.timeout;
     if (traffic_ != nullptr)
         traffic_->frame(station.settings.name, station.link, true, ByteView(request));
@@ -43,6 +40,8 @@ Cycle::Exchange Cycle::exchange(Station& station, const QByteArray& request, con
         note(station, "reply dropped: " + result.screened.reason);
     }
     result.receivedAt = Clock::now();
+    if (result.link == LinkResult::TimedOut)
+        station.stalled += result.receivedAt - result.sentAt;
 
     const std::lock_guard<std::mutex> lock(mutex_);
     Statistics& statistics = station.statistics;
@@ -69,17 +68,18 @@ void Cycle::serve(const Protocol& request)
 /// the controller, as the driver never says good-bye.
 void Cycle::registerSession(Station& station, const Protocol& request)
 {
-    station.link.close();
-    const StationSettings& settings = station.settings;
-    const LinkResult connected =
-        station.link.connect(settings.host, settings.port, Clock::now() + settings.timeout);
-    if (connected != LinkResult::Ok) {
-        driver_.abandonHandshake();
-        takeDown(station, station.link.error(), StationTrouble::Unreachable);
-        return;
+    if (!std::exchange(station.linkIsFresh, false)) {
+        const StationSettings& settings = station.settings;
+        const LinkResult connected =
+            station.link.connect(settings.host, settings.port, Clock::now() + settings.timeout);
+        if (connected != LinkResult::Ok) {
+            driver_.abandonHandshake();
+            takeDown(station, station.link.error(), StationTrouble::Unreachable);
+            return;
+        }
+        if (traffic_ != nullptr)
+            traffic_->opened(settings.name, station.link);
     }
-    if (traffic_ != nullptr)
-        traffic_->opened(settings.name, station.link);
     const Exchange result = exchange(station, request.frame, screenRegisterSession);
     if (result.link != LinkResult::Ok || result.screened.verdict != Verdict::Good)
         abandon(station, result);
@@ -114,7 +114,7 @@ void Cycle::abandon(Station& station, const Exchange& exchange)
 {
     driver_.abandonHandshake();
     if (exchange.link == LinkResult::TimedOut)
-        takeDown(station, silence(station.settings), StationTrouble::Silent);
+        takeDown(station, silenceInWords(station.settings), StationTrouble::Silent);
     else if (exchange.link == LinkResult::Closed)
         takeDown(station,
                  station.link.error() + " during the handshake: no free session, or not "
@@ -155,10 +155,10 @@ void Cycle::transfer(Station& station, const Protocol& request)
             ++station.resends;
             driver_.keepForResend();
             requestPending_ = true;
-            note(station, silence(station.settings) + ", asking again");
+            note(station, silenceInWords(station.settings) + ", asking again");
             return;
         }
-        giveUp(station, silence(station.settings), StationTrouble::Silent);
+        giveUp(station, silenceInWords(station.settings), StationTrouble::Silent);
     } else if (result.link == LinkResult::Interrupted) {
         return;
     } else if (result.link != LinkResult::Ok) {
@@ -214,6 +214,7 @@ void Cycle::accept(Station& station, const Protocol& request, const Served& serv
         return;
     }
     station.backOff.reset();
+    station.stalled = {};
     station.statistics.roundTrips.add(exchange.receivedAt - exchange.sentAt);
     if (served.purpose == kWrite && !served.isRead) {
         finishWrite(station, {true, {}, exchange.receivedAt});
@@ -287,6 +288,7 @@ void Cycle::refuse(Station& station, const Protocol& request, const Served& serv
         return;
     }
     station.backOff.reset();
+    station.stalled = {};
     station.statistics.roundTrips.add(exchange.receivedAt - exchange.sentAt);
     if (served.purpose == kWrite) {
         finishWrite(station, {false, reason, exchange.receivedAt});
@@ -318,26 +320,28 @@ void Cycle::takeDown(Station& station, const std::string& reason, StationTrouble
         traffic_->closed(station.settings.name, station.link);
     station.link.close();
     driver_.enableStation(station.number, false);
-    const auto pause = station.backOff.next(trouble);
+    const bool alone = stations_.size() == 1;
+    const auto pause = station.backOff.next(trouble, alone ? Clock::duration() : station.stalled);
+    station.stalled = {};
     note(station, "down: " + reason + "; next attempt in " + std::to_string(pause.count()) + " ms");
 
     const std::lock_guard<std::mutex> lock(mutex_);
     const Clock::time_point now = Clock::now();
+    listDirty_ = listDirty_ || station.up;
     station.up = false;
     station.upAgainAt = now + pause;
     station.onceReadQueued = false;
-    requestPending_ = false;
+    station.linkIsFresh = false;
+    station.hungUp = false;
     ++station.statistics.failures;
     station.view.online = false;
     station.view.reason = reason;
     station.view.trouble = trouble;
     station.view.attempts = station.backOff.failures();
     station.table.startSession();
-    listDirty_ = true;
     if (station.writeSent)
         finishWrite(station, {false, reason + "; the value may or may not have arrived", now});
-    while (!waitingWrites_[static_cast<std::size_t>(station.number)].empty())
-        finishWrite(station, {false, "not written: " + reason, now});
+    failWrites(station, "not written: " + reason);
     notifyChange();
 }
 

@@ -15,7 +15,12 @@ std::chrono::milliseconds randomBetween(int lowest, int highest)
 
 } // namespace
 
-std::chrono::milliseconds BackOff::next(StationTrouble trouble)
+std::string silenceInWords(const StationSettings& settings)
+{
+    return "no answer within " + std::to_string(settings.timeout.count()) + " ms";
+}
+
+std::chrono::milliseconds BackOff::next(StationTrouble trouble, Clock::duration stalled)
 {
     ++failures_;
     // The driver's random serial changes once a second; sooner the same refusal would come.
@@ -27,7 +32,9 @@ std::chrono::milliseconds BackOff::next(StationTrouble trouble)
     const int doublings = std::min(failures_ - 2, 10);
     const int delay =
         static_cast<int>(std::min<long>(long{kSecond} << doublings, kLongest.count()));
-    return randomBetween(delay * 3 / 4, delay);
+    const auto fair =
+        std::chrono::duration_cast<std::chrono::milliseconds>(stalled * kShareOfOthers);
+    return std::max(randomBetween(delay * 3 / 4, delay), fair);
 }
 
 } // namespace panelhost

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <string>
 
 namespace panelhost {
@@ -33,6 +34,15 @@ enum class StationTrouble {
     ProgramChanged, ///< types differ from those read before
 };
 
+/// "no answer within 2000 ms"
+std::string silenceInWords(const StationSettings& settings);
+
+/// What came of seeing whether a station answers at all; no trouble when it does.
+struct KnockAnswer {
+    StationTrouble trouble = StationTrouble::None;
+    std::string reason;
+};
+
 struct StationView {
     bool online = false;
     std::string reason; ///< why it is not
@@ -44,11 +54,14 @@ struct StationView {
 /// come back together.
 class BackOff {
 public:
-    std::chrono::milliseconds next(StationTrouble trouble);
+    /// stalled is the time that the failed attempt took from other stations of the same cycle.
+    std::chrono::milliseconds next(StationTrouble trouble, Clock::duration stalled = {});
     void reset() { failures_ = 0; }
     int failures() const { return failures_; }
 
     static constexpr std::chrono::milliseconds kLongest{5000};
+    /// From the second failure on the others get at least this many times what an attempt took.
+    static constexpr int kShareOfOthers = 10;
 
 private:
     int failures_ = 0;
@@ -70,6 +83,11 @@ struct Station {
     BackOff backOff;
     bool up = false;                        ///< switched on in the driver
     Clock::time_point upAgainAt;            ///< when it is not
+    std::future<KnockAnswer> knock;         ///< valid while it owns the link
+    bool linkIsFresh = false;               ///< nothing but a knock went over it
+    bool hungUp = false;                    ///< the controller closed the idle link
+    Clock::time_point lastSentAt;           ///< any request
+    Clock::duration stalled{0};             ///< in time-outs since the last good reply
     std::uint32_t targetToOriginatorId = 0; ///< replies bear it
     int resends = 0;                        ///< of the request in flight
     Clock::time_point firstSentAt;          ///< of the request in flight

@@ -85,6 +85,17 @@ RW_VAR TagTable::variable(const Tag& tag, Purpose purpose) const
     return var;
 }
 
+RW_VAR TagTable::onceRead(const Tag& tag, Purpose purpose) const
+{
+    RW_VAR var = variable(tag, purpose);
+    var.accessKind = purpose == kProbe ? kStoreReply : kAcceptWithoutStore;
+    var.onceFlag = 1;
+    // Of a tag whose type it does not know the driver asks for one element whatever the count.
+    if (tag.typeStored)
+        var.count = onceCount(*tag.type.element, 1);
+    return var;
+}
+
 std::optional<RW_VAR> TagTable::nextOnceRead()
 {
     if (waiting_.empty())
@@ -92,14 +103,14 @@ std::optional<RW_VAR> TagTable::nextOnceRead()
     Tag& next = tag(waiting_.front());
     waiting_.pop_front();
     next.queued = false;
-    const bool probing = next.stage == Tag::Stage::Probing;
-    RW_VAR var = variable(next, probing ? kProbe : kScout);
-    var.accessKind = probing ? kStoreReply : kAcceptWithoutStore;
-    var.onceFlag = 1;
-    // Of a tag whose type it does not know the driver asks for one element whatever the count.
-    if (next.typeStored)
-        var.count = onceCount(*next.type.element, 1);
-    return var;
+    return onceRead(next, next.stage == Tag::Stage::Probing ? kProbe : kScout);
+}
+
+std::optional<RW_VAR> TagTable::anyOnceRead() const
+{
+    if (tags_.empty())
+        return std::nullopt;
+    return onceRead(tags_.front(), kScout);
 }
 
 bool TagTable::retryRefused(Clock::time_point now)

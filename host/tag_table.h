@@ -100,6 +100,9 @@ public:
     /// The next scout or probe, if any waits.
     std::optional<RW_VAR> nextOnceRead();
 
+    /// A scout of no use but to be answered, if there is a tag.
+    std::optional<RW_VAR> anyOnceRead() const;
+
     /// When retryRefused() has something to do again.
     Clock::time_point nextRetry() const { return nextRetry_; }
 
@@ -134,6 +137,7 @@ private:
     void plan(Tag* tag);
     Block makeBlock(const Tag& tag, const ElementRange& range, int index) const;
     RW_VAR variable(const Tag& tag, Purpose purpose) const;
+    RW_VAR onceRead(const Tag& tag, Purpose purpose) const;
 
     int station_;
     std::chrono::milliseconds refusedRetry_;

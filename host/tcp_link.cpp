@@ -225,4 +225,20 @@ LinkResult Link::receive(QByteArray* frame, Clock::time_point deadline)
     }
 }
 
+/// What arrives unasked, such as a late answer, is no reason to wake up: the next exchange drops it.
+std::vector<std::size_t> waitForHangUp(const Interrupt& interrupt,
+                                       const std::vector<const Link*>& links,
+                                       Clock::time_point deadline)
+{
+    std::vector<pollfd> descriptors = {{interrupt.descriptor(), POLLIN, 0}};
+    for (const Link* link : links)
+        descriptors.push_back({link->descriptor(), POLLRDHUP, 0});
+    poll(descriptors.data(), descriptors.size(), millisecondsUntil(deadline));
+    std::vector<std::size_t> hungUp;
+    for (std::size_t i = 1; i < descriptors.size(); ++i)
+        if (descriptors[i].revents != 0)
+            hungUp.push_back(i - 1);
+    return hungUp;
+}
+
 } // namespace panelhost

@@ -60,6 +60,7 @@ public:
     LinkResult connect(const std::string& host, std::uint16_t port, Clock::time_point deadline);
     void close();
     bool isOpen() const { return socket_ >= 0; }
+    int descriptor() const { return socket_; }
 
     LinkResult send(const char* frame, std::size_t size, Clock::time_point deadline);
 
@@ -93,6 +94,12 @@ private:
     std::uint16_t localPort_ = 0;
     std::uint16_t remotePort_ = 0;
 };
+
+/// Waits until the interrupt is set, the peer closes one of the links, or the time is over. The answer
+/// lists the places of the closed links.
+std::vector<std::size_t> waitForHangUp(const Interrupt& interrupt,
+                                       const std::vector<const Link*>& links,
+                                       Clock::time_point deadline);
 
 } // namespace panelhost
 

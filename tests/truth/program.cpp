@@ -108,6 +108,7 @@ Program programToWatch(int station)
 {
     constexpr int kArraysEvery = 3;
     constexpr int kLongArray = 150; // more than one read holds
+    constexpr int kNeighbours = 8;  // a reply that belongs to another of them has the right form
     Program program;
     program.tags.push_back({kProgramTag, "DINT", 0, true});
     int index = 0;
@@ -125,6 +126,9 @@ Program programToWatch(int station)
         program.tags.push_back({std::string("One_") + type.name, type.name, 0, false});
     program.tags.push_back({"Many_STRING", "STRING", 3, false});
     program.tags.push_back({"Held_STRING", "STRING", 0, true});
+    for (int i = 0; i < kNeighbours; ++i)
+        program.tags.push_back({"Neighbour_" + std::to_string(i), "UDINT"});
+    program.tags.push_back({"ReadOnly_DINT", "DINT", 0, true, true});
     if (station % kArraysEvery == 0)
         program.tags.push_back({"Long_DINT", "DINT", kLongArray, false});
     return program;
@@ -154,6 +158,8 @@ std::string tagFile(const Program& program, int number)
     std::string text;
     for (const ProgramTag& tag : program.tags) {
         text += "[[tag]]\nname = \"" + tag.name + "\"\ntype = \"" + tag.type + "\"\n";
+        if (tag.readOnly)
+            text += "read_only = true\n";
         if (tag.size > 0)
             text += "size = " + std::to_string(tag.size) + "\n";
         if (tag.name == kProgramTag)

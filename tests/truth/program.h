@@ -23,6 +23,7 @@ struct ProgramTag {
     std::string type;
     int size = 0;      ///< of an array; 0 for a single value
     bool held = false; ///< keeps what is written to it; the others move by themselves
+    bool readOnly = false;
 };
 
 struct Program {
@@ -36,7 +37,8 @@ struct Program {
 extern const char* const kProgramTag;
 
 /// The program that a station is watched with: every elementary type as a single value that moves,
-/// arrays of a third of them, and values of all writable types that are held.
+/// arrays of a third of them, values of all writable types that are held, and neighbours that only
+/// their values tell apart.
 Program programToWatch(int station);
 
 /// Another program with most of the names of the first.

@@ -87,7 +87,8 @@ void StationUnderTest::joinProject(panelhost::Project* project)
         Watched watched;
         watched.index = project->tags.size();
         watched.reference = wanted.reference;
-        watched.writable = tag.held && tag.name != kProgramTag && isWritable(tag.type);
+        if (tag.held && tag.name != kProgramTag && isWritable(tag.type))
+            writable_.push_back(watched_.size());
         project->tags.push_back(wanted);
         watched_.push_back(watched);
     };
@@ -184,11 +185,11 @@ void StationUnderTest::write(panelhost::Host* host, Random* random, const Common
 {
     if (write_)
         return;
-    const Watched& watched = watched_[static_cast<std::size_t>(
-        randomBetween(random, 0, static_cast<int>(watched_.size()) - 1))];
+    const int last = static_cast<int>(writable_.size()) - 1;
+    const Watched& watched =
+        watched_[writable_[static_cast<std::size_t>(randomBetween(random, 0, last))]];
     const panelhost::Snapshot shown = host->snapshot(watched.index);
-    if (!watched.writable || shown.type == nullptr || !shown.type->writable() ||
-        shown.values.empty())
+    if (shown.type == nullptr || !shown.type->writable() || shown.values.empty())
         return;
     std::vector<panelhost::Value> values;
     WriteUnderWay write;

@@ -68,6 +68,7 @@ public:
     /// The tags that are not good, in words.
     std::string complaints(const panelhost::Host& host) const;
 
+    /// Starts a write to any of the tags that can be written; the controller refuses some.
     void write(panelhost::Host* host, Random* random, const CommonClock& clock);
     void collectWrite(const CommonClock& clock);
 
@@ -82,7 +83,6 @@ private:
     struct Watched {
         std::size_t index = 0; ///< in the host's project
         panelhost::TagReference reference;
-        bool writable = false;
         Clock::time_point lastRead;
         std::vector<std::string> lastShown;
     };
@@ -120,6 +120,7 @@ private:
     bool changed_ = false; ///< another program runs
     std::chrono::milliseconds staleAfter_{0};
     std::vector<Watched> watched_;
+    std::vector<std::size_t> writable_; ///< of those
     std::deque<Claim> claims_;
     std::deque<WriteClaim> writeClaims_;
     std::optional<WriteUnderWay> write_;

@@ -11,7 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kBetweenLooks(20);
-constexpr int kWriteEvery = 5; // looks, per station
+constexpr std::size_t kWriteEvery = 20; // looks, so that scans for the sake of writes are regular
 constexpr double kLeastPace = 0.9;
 constexpr double kLeastSecondsForPace = 3; // fewer tell nothing
 
@@ -94,10 +94,11 @@ void Trial::pass(Pace Course::*pace)
             recovered(&course, now);
         (course.*pace).see(host_->statistics(i).scans, now, course.state == State::Calm);
         course.station->collectWrite(clock_);
-        if (randomBetween(&random_, 1, kWriteEvery) == 1)
+        if (passes_ % kWriteEvery == i % kWriteEvery)
             course.station->write(host_.get(), &random_, clock_);
         course.station->judge();
     }
+    ++passes_;
     std::this_thread::sleep_until(next);
 }
 

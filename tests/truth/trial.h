@@ -64,6 +64,7 @@ private:
     std::vector<Course> courses_;
     std::unique_ptr<panelhost::Host> host_;
     CommonClock clock_;
+    std::size_t passes_ = 0;
     std::map<std::string, int> faults_;
     Clock::duration longestRecovery_{0};
     std::string longestRecoveryKind_;
