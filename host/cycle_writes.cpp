@@ -30,7 +30,10 @@ void Cycle::queueWrite(Station& station)
         if (!tag.typeStored || tag.stage != Tag::Stage::Reading)
             return;
         if (job.type != tag.type.element) {
-            finishWrite(station, {false, "the tag's data type has changed", now});
+            const char* why = job.type != nullptr
+                                  ? "not written: the tag's data type has changed"
+                                  : "not written: the tag's data type was not known yet";
+            finishWrite(station, {false, why, now});
             continue;
         }
         const std::string obstacle = writeObstacle(*job.type, tag.name, job.item.range);

@@ -60,7 +60,8 @@ const std::vector<Card>& cards()
          }},
         {"late answers and duplicates", 500, 2500,
          [](const Setting& s) {
-             return Commands{"fault late-duplicate " + s.number(0, 40) + " chance 0.5",
+             return Commands{"fault late-duplicate " + s.number(0, 10) + " chance 0." +
+                                 s.number(1, 9),
                              "fault delay " + s.number(200, 400) + " chance 0.05"};
          }},
         {"status of a tag", 300, 2500,

@@ -104,13 +104,14 @@ const ProgramTag* Program::find(const std::string& name) const
     return found != tags.end() ? &*found : nullptr;
 }
 
-Program programToWatch(int station)
+namespace {
+
+Program manyTypes(int station)
 {
     constexpr int kArraysEvery = 3;
     constexpr int kLongArray = 150; // more than one read holds
-    constexpr int kNeighbours = 8;  // a reply that belongs to another of them has the right form
     Program program;
-    program.tags.push_back({kProgramTag, "DINT", 0, true});
+    program.tags.push_back({kProgramTag, "UDINT", 0, true});
     int index = 0;
     for (const TypeRow& type : kNumbers) {
         const std::string name = type.name;
@@ -126,12 +127,30 @@ Program programToWatch(int station)
         program.tags.push_back({std::string("One_") + type.name, type.name, 0, false});
     program.tags.push_back({"Many_STRING", "STRING", 3, false});
     program.tags.push_back({"Held_STRING", "STRING", 0, true});
-    for (int i = 0; i < kNeighbours; ++i)
-        program.tags.push_back({"Neighbour_" + std::to_string(i), "UDINT"});
     program.tags.push_back({"ReadOnly_DINT", "DINT", 0, true, true});
     if (station % kArraysEvery == 0)
         program.tags.push_back({"Long_DINT", "DINT", kLongArray, false});
     return program;
+}
+
+Program manyOfOneType()
+{
+    constexpr int kMoving = 40;
+    constexpr int kHeld = 12;
+    Program program;
+    program.tags.push_back({kProgramTag, "UDINT", 0, true});
+    for (int i = 0; i < kMoving; ++i)
+        program.tags.push_back({"Neighbour_" + std::to_string(i), "UDINT"});
+    for (int i = 0; i < kHeld; ++i)
+        program.tags.push_back({"Held_" + std::to_string(i), "UDINT", 0, true});
+    return program;
+}
+
+} // namespace
+
+Program programToWatch(int station)
+{
+    return station % 2 == 0 ? manyTypes(station) : manyOfOneType();
 }
 
 Program changedProgram(const Program& first, Random* random)

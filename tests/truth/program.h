@@ -36,9 +36,9 @@ struct Program {
 /// one program ends and the next begins.
 extern const char* const kProgramTag;
 
-/// The program that a station is watched with: every elementary type as a single value that moves,
-/// arrays of a third of them, values of all writable types that are held, and neighbours that only
-/// their values tell apart.
+/// The program that a station is watched with. Of even stations: every elementary type as a single
+/// value that moves, arrays of a third of them, and values of all writable types that are held. Of odd
+/// ones: tags of one type, where an answer for another tag differs in nothing but its value.
 Program programToWatch(int station);
 
 /// Another program with most of the names of the first.
