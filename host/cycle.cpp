@@ -1,7 +1,5 @@
 #include "cycle.h"
 
-#include "knock.h"
-
 #include <algorithm>
 
 namespace panelhost {
@@ -63,8 +61,7 @@ void Cycle::stop()
     interrupt_.set();
     thread_.join();
     for (const auto& station : stations_)
-        if (station->knock.valid())
-            station->knock.wait();
+        station->knock.wait();
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const auto& station : stations_) {
         if (traffic_ != nullptr && station->link.isOpen())
@@ -160,18 +157,19 @@ void Cycle::prepare(Clock::time_point now)
 /// all, as they would wait for its time-outs.
 void Cycle::tryToBringUp(Station& station, Clock::time_point now)
 {
-    if (!station.knock.valid()) {
+    if (!station.knock.underWay()) {
         if (now < station.upAgainAt)
             return;
         if (stations_.size() == 1)
             bringUp(station);
         else
-            station.knock = knock(&station, traffic_, [this] { wakeUp_.set(); });
+            station.knock.start(&station.link, station.settings, traffic_,
+                                [this] { wakeUp_.set(); });
         return;
     }
-    if (station.knock.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+    if (!station.knock.isAnswered())
         return;
-    const KnockAnswer answer = station.knock.get();
+    const KnockAnswer answer = station.knock.take();
     if (answer.trouble == StationTrouble::None) {
         station.linkIsFresh = true;
         bringUp(station);
@@ -246,7 +244,7 @@ Clock::time_point Cycle::nextDue(Clock::time_point now) const
     if (listSize_ > 0)
         due = std::min(due, nextScanAt_);
     for (const auto& station : stations_) {
-        if (!station->up && !station->knock.valid())
+        if (!station->up && !station->knock.underWay())
             due = std::min(due, station->upAgainAt);
         if (station->up)
             due = std::min(due, station->table.nextRetry());

@@ -5,10 +5,8 @@
 namespace panelhost {
 namespace {
 
-KnockAnswer ask(Station* station, Traffic* traffic)
+KnockAnswer ask(Link& link, const StationSettings& settings, Traffic* traffic)
 {
-    Link& link = station->link;
-    const StationSettings& settings = station->settings;
     const Clock::time_point deadline = Clock::now() + settings.timeout;
     if (link.connect(settings.host, settings.port, deadline) != LinkResult::Ok)
         return {StationTrouble::Unreachable, link.error()};
@@ -36,13 +34,34 @@ KnockAnswer ask(Station* station, Traffic* traffic)
 
 } // namespace
 
-std::future<KnockAnswer> knock(Station* station, Traffic* traffic, std::function<void()> whenDone)
+void Knock::start(Link* link, const StationSettings& settings, Traffic* traffic,
+                  std::function<void()> whenDone)
 {
-    return std::async(std::launch::async, [station, traffic, whenDone = std::move(whenDone)] {
-        KnockAnswer answer = ask(station, traffic);
+    std::promise<KnockAnswer> promise;
+    answer_ = promise.get_future();
+    thread_ = std::thread([link, settings, traffic, whenDone = std::move(whenDone),
+                           promise = std::move(promise)]() mutable {
+        promise.set_value(ask(*link, settings, traffic));
         whenDone();
-        return answer;
     });
+}
+
+bool Knock::isAnswered() const
+{
+    return answer_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+KnockAnswer Knock::take()
+{
+    KnockAnswer answer = answer_.get();
+    thread_.join();
+    return answer;
+}
+
+void Knock::wait()
+{
+    if (thread_.joinable())
+        thread_.join();
 }
 
 } // namespace panelhost

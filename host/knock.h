@@ -5,17 +5,46 @@
 #ifndef PANELHOST_KNOCK_H
 #define PANELHOST_KNOCK_H
 
-#include "station.h"
+#include "station_settings.h"
 #include "traffic.h"
 
 #include <functional>
 #include <future>
+#include <string>
+#include <thread>
 
 namespace panelhost {
 
-/// Opens the station's link and asks for the device's identity over it; the link stays open when an
-/// answer came. Until then the link belongs to the knock. whenDone is called from its thread.
-std::future<KnockAnswer> knock(Station* station, Traffic* traffic, std::function<void()> whenDone);
+/// No trouble when the station answers.
+struct KnockAnswer {
+    StationTrouble trouble = StationTrouble::None;
+    std::string reason;
+};
+
+class Knock {
+public:
+    Knock() = default;
+    ~Knock() { wait(); }
+    Knock(const Knock&) = delete;
+    Knock& operator=(const Knock&) = delete;
+
+    /// Opens the link and asks for the device's identity over it; the link stays open when an answer
+    /// came. whenDone is called from the knock's thread when the answer can be taken.
+    void start(Link* link, const StationSettings& settings, Traffic* traffic,
+               std::function<void()> whenDone);
+
+    /// Until its answer is taken; the link belongs to the knock meanwhile.
+    bool underWay() const { return answer_.valid(); }
+    bool isAnswered() const;
+    KnockAnswer take();
+
+    /// For the end of the thread, which interrupting the link brings about.
+    void wait();
+
+private:
+    std::future<KnockAnswer> answer_;
+    std::thread thread_;
+};
 
 } // namespace panelhost
 

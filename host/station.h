@@ -4,44 +4,17 @@
 #ifndef PANELHOST_STATION_H
 #define PANELHOST_STATION_H
 
+#include "knock.h"
+#include "station_settings.h"
 #include "statistics.h"
 #include "tag_table.h"
 #include "tcp_link.h"
 
 #include <chrono>
 #include <cstdint>
-#include <future>
 #include <string>
 
 namespace panelhost {
-
-struct StationSettings {
-    std::string name;
-    std::string host;
-    std::uint16_t port = kEtherNetIpPort;
-    std::chrono::milliseconds timeout{2000};
-    int retries = 1; ///< resends of an unanswered read or write, 0..3
-};
-
-enum class StationTrouble {
-    None,
-    Unreachable,    ///< no TCP link
-    NotEtherNetIp,  ///< something else answers
-    Refused,        ///< no session or connection granted
-    ConnectionBusy, ///< another panel uses the connection identity at present
-    Silent,         ///< requests stay unanswered
-    LinkLost,
-    ProgramChanged, ///< types differ from those read before
-};
-
-/// "no answer within 2000 ms"
-std::string silenceInWords(const StationSettings& settings);
-
-/// What came of seeing whether a station answers at all; no trouble when it does.
-struct KnockAnswer {
-    StationTrouble trouble = StationTrouble::None;
-    std::string reason;
-};
 
 struct StationView {
     bool online = false;
@@ -83,7 +56,7 @@ struct Station {
     BackOff backOff;
     bool up = false;                        ///< switched on in the driver
     Clock::time_point upAgainAt;            ///< when it is not
-    std::future<KnockAnswer> knock;         ///< valid while it owns the link
+    Knock knock;                            ///< owns the link while under way
     bool linkIsFresh = false;               ///< nothing but a knock went over it
     bool hungUp = false;                    ///< the controller closed the idle link
     Clock::time_point lastSentAt;           ///< any request
