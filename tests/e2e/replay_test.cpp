@@ -107,7 +107,7 @@ TEST(Replay, TellsWhatHappenedAtNight)
     EXPECT_EQ(replay.exitCode, 1);
     for (const char* finding :
          {"read of NoSuchTag refused: no such tag, or not a global variable (status 0x05)\n",
-          "read of TankSetpoint: no answer within 30", "the host closed the link\n",
+          "read of TankSetpoint: no answer within ", "the host closed the link\n",
           "the controller closed the link"})
         EXPECT_NE(replay.out.find(finding), std::string::npos) << finding << '\n' << replay.out;
 
