@@ -276,7 +276,7 @@ TEST_F(ServerTest, ClientThatNeverReadsIsNotReadFromForEver)
     flood->send(requests);
     eventually([this] { return controller_->counters().requests >= 64; });
     context_.run_for(std::chrono::milliseconds(200));
-    EXPECT_LT(controller_->counters().requests, 1000u);
+    EXPECT_EQ(controller_->counters().requests, 64u);
 }
 
 TEST_F(ServerTest, TellsItsIdentityToADatagram)
