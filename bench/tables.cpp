@@ -74,11 +74,8 @@ void readTransaction(benchmark::State& state)
 {
     bench::Scenario scenario(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     QByteArray reply = scenario.readReply();
-    for (auto _ : state) {
-        ComCommunication();
-        DataCom(&reply, reply.size());
-        DataCom(&reply, reply.size());
-    }
+    for (auto _ : state)
+        bench::transact(&reply);
     state.SetItemsProcessed(static_cast<qint64>(state.iterations()));
 }
 BENCHMARK(readTransaction)
