@@ -34,7 +34,7 @@ public:
 
     static constexpr std::chrono::milliseconds kLongest{5000};
     /// From the second failure on the others get at least this many times what an attempt took.
-    static constexpr int kShareOfOthers = 10;
+    static constexpr int kShareOfOthers = 12;
 
 private:
     int failures_ = 0;

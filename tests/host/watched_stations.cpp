@@ -51,11 +51,13 @@ WatchedStations::WatchedStations()
 }
 
 e2e::Simulator& WatchedStations::add(const std::string& tagFile,
-                                     const std::vector<std::string>& references)
+                                     const std::vector<std::string>& references,
+                                     int responseMilliseconds)
 {
     files_.push_back(std::make_unique<e2e::TemporaryFile>(".toml", tagFile));
     simulators_.push_back(std::make_unique<e2e::Simulator>(
-        files_.back()->path(), std::vector<std::string>{"--response-time", "0"}));
+        files_.back()->path(),
+        std::vector<std::string>{"--response-time", std::to_string(responseMilliseconds)}));
     project_.stations.push_back(parseTarget(simulators_.back()->address()));
     project_.stations.back().timeout = std::chrono::milliseconds(300);
     for (const std::string& reference : references) {

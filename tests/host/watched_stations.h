@@ -51,7 +51,8 @@ public:
     WatchedStations();
 
     /// Starts a controller with these tags, written as a tag file, and watches the references.
-    e2e::Simulator& add(const std::string& tagFile, const std::vector<std::string>& references);
+    e2e::Simulator& add(const std::string& tagFile, const std::vector<std::string>& references,
+                        int responseMilliseconds = 0);
     CycleSettings& settings() { return project_.cycle; }
     StationSettings& station(std::size_t index) { return project_.stations[index]; }
     void shareOneCycle() { project_.sharedCycle = true; }
