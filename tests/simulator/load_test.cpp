@@ -1,9 +1,7 @@
 // plcsim with hundreds of clients at once: good ones, ones that send anything, ones that never
 // read. Nobody is served wrongly for their sake, and half a frame takes little memory.
-#include "encapsulation.h"
-#include "hex.h"
-#include "process.h"
-#include "raw_client.h"
+#include "panel.h"
+#include "running_simulator.h"
 
 #include <fstream>
 #include <memory>
@@ -23,123 +21,21 @@ constexpr std::size_t kMemoryFactor = 1;
 
 const char kReadOfText[] = "4c 03 91 04 54 65 78 74 01 00";
 
-/// Tags for every client to write to, in a file that lasts as long as this object.
-class TagFile {
-public:
-    TagFile() : path_(::testing::TempDir() + "plcsim_load_" + std::to_string(::getpid()) + ".toml")
-    {
-        std::ofstream(path_) << "[[tag]]\nname = 'Own'\ntype = 'DINT'\nsize = 1000\n"
-                                "[[tag]]\nname = 'Text'\ntype = 'STRING'\nvalue = 'held'\n";
-    }
-    ~TagFile() { ::unlink(path_.c_str()); }
-    TagFile(const TagFile&) = delete;
-    TagFile& operator=(const TagFile&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-/// A client with a session and a connection of its own.
-class Panel {
-public:
-    explicit Panel(std::uint16_t port) : client_(port) {}
-
-    void askForSession()
-    {
-        client_.send(fromHex("65 00 04 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-                             "00 00 00 00 01 00 00 00"));
-    }
-    void takeSession()
-    {
-        const Bytes answer = client_.frame();
-        ASSERT_EQ(answer.size(), 28u);
-        session_ = fieldAt(answer, 4);
-    }
-
-    void askForConnection(std::uint16_t serial)
-    {
-        Bytes request = fromHex("54 02 20 06 24 01 05 f7 02 00 00 80 01 00 fe 80 02 00 21 43 "
-                                "00 00 34 12 02 00 00 00 80 84 1e 00 f8 43 80 84 1e 00 f8 43 "
-                                "a3 02 20 02 24 01");
-        request[16] = static_cast<std::uint8_t>(serial & 0xFF);
-        request[17] = static_cast<std::uint8_t>(serial >> 8);
-        CommonPacket packet;
-        packet.dataType = item_type::kUnconnectedData;
-        packet.data = request;
-        send(command::kSendRrData, packet);
-    }
-    void takeConnection()
-    {
-        const Bytes answer = client_.frame();
-        ASSERT_EQ(answer.size(), 70u);
-        connection_ = fieldAt(answer, 44);
-    }
-
-    void ask(const Bytes& cip)
-    {
-        CommonPacket packet;
-        packet.addressType = item_type::kConnectedAddress;
-        ByteWriter(packet.address).u32(connection_);
-        packet.dataType = item_type::kConnectedData;
-        ByteWriter(packet.data).u16(++sequence_).append(cip);
-        send(command::kSendUnitData, packet);
-    }
-    /// The CIP reply to the latest request, in hex.
-    std::string answer()
-    {
-        constexpr std::size_t kCipAt = 46;
-        const Bytes frame = client_.frame();
-        if (frame.size() < kCipAt || ByteReader(ByteView(frame.data() + 44, 2)).u16() != sequence_)
-            return "no answer to that request";
-        return toHex(ByteView(frame.data() + kCipAt, frame.size() - kCipAt));
-    }
-
-    RawClient& client() { return client_; }
-
-private:
-    static std::uint32_t fieldAt(const Bytes& bytes, std::size_t at)
-    {
-        return ByteReader(ByteView(bytes.data() + at, 4)).u32();
-    }
-
-    void send(std::uint16_t commandCode, const CommonPacket& packet)
-    {
-        Frame frame;
-        frame.command = commandCode;
-        frame.session = session_;
-        frame.data = encodeCommonPacket(packet);
-        client_.send(encodeFrame(frame));
-    }
-
-    RawClient client_;
-    std::uint32_t session_ = 0;
-    std::uint32_t connection_ = 0;
-    std::uint16_t sequence_ = 0;
-};
-
 class LoadTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        const std::string ready = plcsim_.line();
-        port_ = static_cast<std::uint16_t>(std::stoul(ready.substr(ready.rfind(':') + 1)));
-    }
-
     std::vector<std::unique_ptr<Panel>> connectedPanels(std::size_t count)
     {
         std::vector<std::unique_ptr<Panel>> panels;
         for (std::size_t i = 0; i < count; ++i)
-            panels.push_back(std::make_unique<Panel>(port_));
+            panels.push_back(std::make_unique<Panel>(plcsim_.port()));
         for (const auto& panel : panels)
             panel->askForSession();
         for (const auto& panel : panels)
-            panel->takeSession();
+            EXPECT_TRUE(panel->takeSession());
         for (const auto& panel : panels)
             panel->askForConnection(++connectionSerial_);
         for (const auto& panel : panels)
-            panel->takeConnection();
+            EXPECT_TRUE(panel->takeConnection());
         return panels;
     }
 
@@ -147,12 +43,6 @@ protected:
     {
         panel.ask(fromHex(kReadOfText));
         EXPECT_EQ(panel.answer(), "cc 00 00 00 da 00 04 68 65 6c 64");
-    }
-
-    std::string status()
-    {
-        plcsim_.say("status");
-        return plcsim_.line();
     }
 
     std::size_t residentKilobytes() const
@@ -164,10 +54,9 @@ protected:
         return 0;
     }
 
-    TagFile tags_;
-    Process plcsim_{{"--tags", tags_.path(), "--listen", "127.0.0.1:0", "--response-time", "0",
-                     "--max-sessions", "1000", "--max-connections", "1000"}};
-    std::uint16_t port_ = 0;
+    RunningSimulator plcsim_{"[[tag]]\nname = 'Own'\ntype = 'DINT'\nsize = 1000\n"
+                             "[[tag]]\nname = 'Text'\ntype = 'STRING'\nvalue = 'held'\n",
+                             {"--max-sessions", "1000", "--max-connections", "1000"}};
     std::uint16_t connectionSerial_ = 0;
 };
 
@@ -206,7 +95,8 @@ std::string inHex(std::uint32_t value)
 TEST_F(LoadTest, HundredsOfConnectionsWriteAndReadTheirOwnAtOnce)
 {
     const auto panels = connectedPanels(kClients);
-    EXPECT_EQ(status().substr(0, 44), "status links 300 sessions 300 connections 30");
+    EXPECT_EQ(plcsim_.command("status").substr(0, 44),
+              "status links 300 sessions 300 connections 30");
     for (std::uint32_t round = 1; round <= 5; ++round) {
         const auto value = [round](std::size_t i) {
             return round * 0x01010101u + static_cast<std::uint32_t>(i);
@@ -230,7 +120,7 @@ TEST_F(LoadTest, RandomBytesOverHundredsOfLinksHarmNobody)
     for (int wave = 0; wave < 3; ++wave) {
         std::vector<std::unique_ptr<RawClient>> others;
         for (std::size_t i = 0; i < kClients; ++i)
-            others.push_back(std::make_unique<RawClient>(port_));
+            others.push_back(std::make_unique<RawClient>(plcsim_.port()));
         for (int round = 0; round < 10; ++round)
             for (const auto& other : others) {
                 Bytes bytes(random() % 600);
@@ -260,10 +150,9 @@ TEST_F(LoadTest, GoodRequestsWithBytesChangedHarmNobody)
             other->ask(request);
         }
         for (const auto& other : others)
-            ASSERT_NE(other->answer(), "no answer to that request");
+            ASSERT_NE(other->answer(), Panel::kNoAnswer);
     }
-    plcsim_.say("set Text \"held\"");
-    plcsim_.line();
+    plcsim_.command("set Text \"held\"");
     expectRightAnswers(*good[0]);
 }
 
@@ -275,7 +164,7 @@ TEST_F(LoadTest, HalfAFrameOnEveryLinkTakesLittleMemory)
     half.resize(24 + 8000);
     std::vector<std::unique_ptr<RawClient>> others;
     for (std::size_t i = 0; i < kClients; ++i) {
-        others.push_back(std::make_unique<RawClient>(port_));
+        others.push_back(std::make_unique<RawClient>(plcsim_.port()));
         others.back()->send(half);
     }
     expectRightAnswers(*good[0]);
@@ -289,7 +178,7 @@ TEST_F(LoadTest, ClientsThatNeverReadTakeNobodysTime)
     constexpr int kLittleRoom = 2048;
     constexpr std::size_t kDeaf = 20;
     for (std::size_t i = 0; i < kDeaf; ++i)
-        others.push_back(std::make_unique<RawClient>(port_, kLittleRoom));
+        others.push_back(std::make_unique<RawClient>(plcsim_.port(), kLittleRoom));
     const Bytes listIdentity =
         fromHex("63 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
     Bytes flood;

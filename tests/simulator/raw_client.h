@@ -4,6 +4,8 @@
 #include "bytes.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
+#include <chrono>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -21,16 +23,25 @@ public:
         there.sin_family = AF_INET;
         there.sin_port = htons(port);
         there.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (::connect(socket_, reinterpret_cast<const sockaddr*>(&there), sizeof there) != 0)
+        if (::connect(socket_, reinterpret_cast<const sockaddr*>(&there), sizeof there) != 0) {
+            ::close(socket_);
             throw std::runtime_error("no link to plcsim");
-        const timeval patience = {10, 0};
-        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+        }
+        waitAtMost(std::chrono::seconds(10));
     }
 
     ~RawClient() { ::close(socket_); }
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
+
+    /// How long sending and receiving take at most.
+    void waitAtMost(std::chrono::microseconds patience)
+    {
+        constexpr int kPerSecond = 1000000;
+        const timeval time = {patience.count() / kPerSecond, patience.count() % kPerSecond};
+        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+        ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+    }
 
     /// False when the other side has closed the link.
     bool send(plcsim::ByteView bytes)
@@ -59,7 +70,7 @@ public:
         return bytes;
     }
 
-private:
+    /// As many bytes; fewer at the end of the link or when no more come in time.
     plcsim::Bytes take(std::size_t size)
     {
         plcsim::Bytes bytes(size);
@@ -74,5 +85,14 @@ private:
         return bytes;
     }
 
+    /// Whether the other side ends the link now, without another byte.
+    bool ends()
+    {
+        char byte = 0;
+        const ssize_t got = ::recv(socket_, &byte, 1, 0);
+        return got == 0 || (got < 0 && errno == ECONNRESET);
+    }
+
+private:
     int socket_;
 };
