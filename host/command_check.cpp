@@ -47,6 +47,25 @@ void waitWithProgress(Host* host)
     }
 }
 
+void printFailures(const Host& host)
+{
+    std::vector<ShownTag> failed = shownTags(host);
+    failed.erase(
+        std::remove_if(failed.begin(), failed.end(),
+                       [](const ShownTag& tag) { return tag.shown.quality == Quality::Good; }),
+        failed.end());
+    std::size_t width = 3;
+    for (const ShownTag& tag : failed)
+        width = std::max(width, columns(tag.label));
+    if (!failed.empty())
+        std::cout << palette().bold << padded("Tag", width) << "  Why" << palette().reset << '\n';
+    for (const ShownTag& tag : failed)
+        std::cout << padded(tag.label, width) << "  " << palette().bad << tag.shown.reason
+                  << palette().reset << '\n';
+    std::cout << (failed.empty() ? "" : "\n") << host.tagCount() << " tags checked, "
+              << host.tagCount() - failed.size() << " good, " << failed.size() << " failed\n";
+}
+
 } // namespace
 
 int runCheck(const CommonOptions& options)
@@ -57,26 +76,13 @@ int runCheck(const CommonOptions& options)
     waitWithProgress(&host);
     const ExitCode result = verdict(host);
 
-    std::size_t width = 3;
-    std::size_t failed = 0;
-    for (std::size_t i = 0; i < host.tagCount(); ++i)
-        if (host.snapshot(i).quality != Quality::Good)
-            width = std::max(width, columns(project.label(project.tags[i])));
-    for (std::size_t i = 0; i < host.tagCount(); ++i) {
-        const Snapshot shown = host.snapshot(i);
-        if (shown.quality == Quality::Good)
-            continue;
-        if (++failed == 1)
-            std::cout << palette().bold << padded("Tag", width) << "  Why" << palette().reset
-                      << '\n';
-        std::cout << padded(project.label(project.tags[i]), width) << "  " << palette().bad
-                  << shown.reason << palette().reset << '\n';
-    }
-    std::cout << (failed > 0 ? "\n" : "") << host.tagCount() << " tags checked, "
-              << host.tagCount() - failed << " good, " << failed << " failed\n";
+    if (options.format() == Format::Text)
+        printFailures(host);
+    else
+        printSnapshots(host, options.format(), true);
     host.stop();
     if (options.statistics)
-        printStatistics(host, Format::Text);
+        printStatistics(host, options.format());
     return result;
 }
 

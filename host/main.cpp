@@ -56,7 +56,7 @@ void addTags(CLI::App* command, CommonOptions* options)
 CLI::App* addCommand(CLI::App* program, const char* name, const char* what, const char* example)
 {
     CLI::App* command = program->add_subcommand(name, what);
-    command->footer(std::string("\nExample:\n  ") + example);
+    command->footer(std::string("Example:\n  ") + example);
     return command;
 }
 
@@ -80,8 +80,9 @@ int runProgram(int argc, char** argv)
     CLI::App program("Reads, writes and watches tags of Micro850 controllers.", "panelhost");
     program.set_version_flag("--version", std::string("panelhost " PANELHOST_VERSION));
     program.require_subcommand(1);
-    program.footer("\nExample:\n  panelhost read 192.168.1.10 Counter Speeds[0..3]\n\n"
-                   "Exit codes: 0 all good, 1 some tag bad, 2 usage, 3 no connection");
+    program.footer("Each command has a --help of its own.\n"
+                   "Exit codes: 0 all good, 1 some tag bad, 2 usage, 3 no connection\n\n"
+                   "Example:\n  panelhost read 192.168.1.10 Counter Speeds[0..3]");
 
     CommonOptions options;
     std::function<int()> run;
@@ -123,6 +124,7 @@ int runProgram(int argc, char** argv)
                                  "panelhost check machine.toml");
     addCommonOptions(check, &options);
     addTags(check, &options);
+    addFormatOptions(check, &options);
     check->callback([&] { run = [&] { return runCheck(options); }; });
 
     double responseTime = 5;
@@ -134,6 +136,7 @@ int runProgram(int argc, char** argv)
     plan->add_option("--response-time", responseTime, "Of the controllers (default 5)")
         ->check(CLI::Range(0.0, 60000.0))
         ->option_text("MS");
+    plan->add_flag("--json", options.json, "One JSON record per read, and one of the scan");
     plan->callback([&] { run = [&] { return runPlan(options, responseTime); }; });
 
     bool withChanges = false;

@@ -61,17 +61,5 @@ TEST(Connection, AnUnknownHostIsExitCodeThree)
                            "found\n");
 }
 
-TEST(Help, OfEachCommandFitsAScreenAndEndsWithAnExample)
-{
-    for (const char* command : {"read", "write", "watch"}) {
-        const Outcome outcome = panelhost({command, "--help"});
-        EXPECT_EQ(outcome.exitCode, 0);
-        EXPECT_LE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 24) << outcome.out;
-        EXPECT_NE(outcome.out.find("Example:\n  panelhost " + std::string(command)),
-                  std::string::npos)
-            << outcome.out;
-    }
-}
-
 } // namespace
 } // namespace e2e
