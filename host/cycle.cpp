@@ -209,16 +209,24 @@ void Cycle::appendToReadList(const Tag& tag)
     nextScanAt_ = Clock::time_point(); // what is new is wanted now
 }
 
+/// The new list goes on where the old one stood: stations that come and go again and again must not
+/// keep the end of the list from ever being read.
 void Cycle::rebuildReadList()
 {
     listDirty_ = false;
     listSize_ = 0;
     scanServed_ = 0;
     driver_.clearReadList();
+    std::vector<const Tag*> ahead;
+    std::vector<const Tag*> behind;
     for (const auto& station : stations_)
         for (const Tag& tag : station->table.tags())
             if (station->up && tag.stage == Tag::Stage::Reading)
-                appendToReadList(tag);
+                (std::pair(station->number, tag.id) > lastServed_ ? ahead : behind).push_back(&tag);
+    for (const Tag* tag : ahead)
+        appendToReadList(*tag);
+    for (const Tag* tag : behind)
+        appendToReadList(*tag);
 }
 
 void Cycle::apply(const Station& station, int tag, ListChange change)
@@ -299,8 +307,9 @@ void Cycle::nothingToSend()
     }
 }
 
-void Cycle::countScan()
+void Cycle::countScan(const Station& station, int tag)
 {
+    lastServed_ = {station.number, tag};
     const Clock::time_point now = Clock::now();
     if (scanServed_ == 0)
         scanStartedAt_ = now;
@@ -308,9 +317,9 @@ void Cycle::countScan()
         return;
     scanServed_ = 0;
     nextScanAt_ = std::max(now, scanStartedAt_ + settings_.scanInterval);
-    for (const auto& station : stations_)
-        if (station->view.online)
-            ++station->statistics.scans;
+    for (const auto& each : stations_)
+        if (each->view.online)
+            ++each->statistics.scans;
     notifyChange();
 }
 

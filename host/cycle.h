@@ -23,6 +23,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace panelhost {
@@ -125,7 +126,7 @@ private:
     Clock::time_point nextDue(Clock::time_point now) const;
     void waitForWakeUpOrHangUp(Clock::time_point until);
     void nothingToSend();
-    void countScan();
+    void countScan(const Station& station, int tag);
     void notifyChange();
 
     // cycle_writes.cpp: writes that wait
@@ -166,6 +167,7 @@ private:
     bool listDirty_ = false;
     int listSize_ = 0;
     int scanServed_ = 0;
+    std::pair<int, int> lastServed_; ///< station and tag of the last cyclic read
     int emptyAnswers_ = 0;
     Clock::time_point scanStartedAt_;
     Clock::time_point nextScanAt_;

@@ -244,7 +244,7 @@ void Cycle::filed(Station& station, const Served& served, Clock::time_point now)
     }
     apply(station, served.tag, change);
     if (served.purpose == kCyclicRead)
-        countScan();
+        countScan(station, served.tag);
 }
 
 /// Fetches what the driver has just stored. At once, as blocks of types that it hands over byte by
@@ -303,7 +303,7 @@ void Cycle::refuse(Station& station, const Protocol& request, const Served& serv
             : station.table.tagRefused(served.tag, reason, exchange.receivedAt);
     apply(station, served.tag, change);
     if (served.purpose == kCyclicRead)
-        countScan();
+        countScan(station, served.tag);
     notifyChange();
 }
 

@@ -26,6 +26,8 @@ int main(int argc, char** argv)
     CLI::App app("Watches simulated controllers through random faults and compares every value "
                  "shown as good with what they really held.");
     app.add_option("--seconds", options.seconds, "Length of the faults")->capture_default_str();
+    app.add_option("--calm", options.calmSeconds, "Seconds before them, to measure the pace in")
+        ->capture_default_str();
     app.add_option("--seed", options.seed, "Start of everything random")->capture_default_str();
     app.add_option("--stations", options.stations)->capture_default_str();
     app.add_option("--library", options.library, "The driver")->capture_default_str();
