@@ -21,7 +21,7 @@ constexpr StatusWords kTagStatuses[] = {
     {0x0A, "error in the attribute list"},
     {0x0C, "not possible in the controller's present mode"},
     {0x0E, "the tag is read-only"},
-    {0x0F, "access denied: the tag is protected"},
+    {0x0F, "access denied: the controller's program lets nobody outside write this tag"},
     {0x10, "not possible in the controller's present state"},
     {0x11, "the reply is too large; ask for fewer elements"},
     {0x13, "not enough data in the request"},
@@ -58,7 +58,7 @@ constexpr StatusWords kConnectionExtendedStatuses[] = {
 
 constexpr StatusWords kEncapsulationStatuses[] = {
     {0x0001, "command not supported: this may not be an EtherNet/IP controller"},
-    {0x0002, "out of memory or sessions"},
+    {0x0002, "no session granted: the controller is out of them; close other clients"},
     {0x0003, "malformed data"},
     {0x0064, "session handle unknown: the controller dropped the session"},
     {0x0065, "wrong length"},

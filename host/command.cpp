@@ -45,13 +45,24 @@ void muteDriverMessages()
     qInstallMessageHandler(dropMessage);
 }
 
+std::string nextStep(StationTrouble trouble)
+{
+    switch (trouble) {
+    case StationTrouble::Unreachable:
+    case StationTrouble::NotEtherNetIp: return "; check address and port";
+    case StationTrouble::Silent:
+        return "; is it an EtherNet/IP device? If it is only slow, raise --timeout";
+    default: return {};
+    }
+}
+
 void explainNoConnection(const Host& host)
 {
     for (std::size_t i = 0; i < host.project().stations.size(); ++i) {
         const StationView view = host.station(i);
         if (!view.online && view.attempts > 0)
             std::cerr << "panelhost: " << host.project().stations[i].name << ": " << view.reason
-                      << '\n';
+                      << nextStep(view.trouble) << '\n';
     }
 }
 

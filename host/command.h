@@ -46,6 +46,9 @@ std::string libraryFor(const CommonOptions& options);
 /// The driver logs its handshakes through Qt; a tool for people keeps that off the screen.
 void muteDriverMessages();
 
+/// What to do about a station that does not answer, to be put behind the reason.
+std::string nextStep(StationTrouble trouble);
+
 /// One line on standard error for each station that never answered.
 void explainNoConnection(const Host& host);
 

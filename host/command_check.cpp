@@ -62,7 +62,8 @@ void printFailures(const Host& host)
     for (const ShownTag& tag : failed)
         std::cout << padded(tag.label, width) << "  " << palette().bad << tag.shown.reason
                   << palette().reset << '\n';
-    std::cout << (failed.empty() ? "" : "\n") << host.tagCount() << " tags checked, "
+    std::cout << (failed.empty() ? "" : "\n") << host.tagCount()
+              << (host.tagCount() == 1 ? " tag checked, " : " tags checked, ")
               << host.tagCount() - failed.size() << " good, " << failed.size() << " failed\n";
 }
 
@@ -75,7 +76,7 @@ int runCheck(const CommonOptions& options)
     host.start();
     waitWithProgress(&host);
     const ExitCode result = verdict(host);
-
+    explainNoConnection(host);
     if (options.format() == Format::Text)
         printFailures(host);
     else

@@ -12,6 +12,16 @@
 namespace panelhost {
 namespace {
 
+/// What went wrong with a link, with the next step.
+std::string failureOf(const Link& link, LinkResult result)
+{
+    switch (result) {
+    case LinkResult::TimedOut: return link.error() + nextStep(StationTrouble::Silent);
+    case LinkResult::Malformed: return link.error() + nextStep(StationTrouble::NotEtherNetIp);
+    default: return link.error() + ": it may be no EtherNet/IP device";
+    }
+}
+
 /// Empty when identity was filled, else why not.
 std::string ask(const StationSettings& station, Traffic* traffic, Identity* identity)
 {
@@ -19,22 +29,27 @@ std::string ask(const StationSettings& station, Traffic* traffic, Identity* iden
     Link link(&interrupt);
     const Clock::time_point deadline = Clock::now() + station.timeout;
     if (link.connect(station.host, station.port, deadline) != LinkResult::Ok)
-        return link.error();
+        return link.error() + nextStep(StationTrouble::Unreachable);
     if (traffic != nullptr)
         traffic->opened(station.name, link);
     const QByteArray request = listIdentityRequest();
     QByteArray reply;
     if (traffic != nullptr)
         traffic->frame(station.name, link, true, ByteView(request));
-    if (link.send(request.constData(), static_cast<std::size_t>(request.size()), deadline) !=
-            LinkResult::Ok ||
-        link.receive(&reply, deadline) != LinkResult::Ok)
-        return link.error() + ": this may not be an EtherNet/IP device";
-    if (traffic != nullptr)
+    LinkResult result =
+        link.send(request.constData(), static_cast<std::size_t>(request.size()), deadline);
+    if (result == LinkResult::Ok)
+        result = link.receive(&reply, deadline);
+    if (result == LinkResult::Ok && traffic != nullptr)
         traffic->frame(station.name, link, false, ByteView(reply));
+    if (traffic != nullptr)
+        traffic->closed(station.name, link);
+    if (result != LinkResult::Ok)
+        return failureOf(link, result);
     const auto parsed = parseIdentity(ByteView(reply));
     if (!parsed)
-        return "not an EtherNet/IP device: its identity makes no sense";
+        return "not an EtherNet/IP device: its identity makes no sense" +
+               nextStep(StationTrouble::NotEtherNetIp);
     *identity = *parsed;
     return {};
 }

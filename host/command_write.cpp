@@ -37,7 +37,7 @@ std::vector<std::string> elementTexts(const TagReference& reference, const std::
         begin = comma + 1;
     }
     if (texts.size() != static_cast<std::size_t>(reference.count))
-        throw UsageError(reference.text() + ": " + std::to_string(texts.size()) + " values for " +
+        throw UsageError(std::to_string(texts.size()) + " values for " +
                          std::to_string(reference.count) + " elements");
     return texts;
 }

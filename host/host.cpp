@@ -44,7 +44,7 @@ Snapshot Host::snapshot(std::size_t tag) const
     if (expected != nullptr && shown.type != nullptr && shown.type != expected) {
         shown.quality = Quality::Bad;
         shown.reason = std::string("the controller's type is ") + shown.type->name +
-                       ", the project says " + expected->name;
+                       ", the project says " + expected->name + "; mend the project file";
         shown.values.clear();
         shown.settled = true;
     }

@@ -209,7 +209,7 @@ LinkResult Link::receive(QByteArray* frame, Clock::time_point deadline)
         if (received.size() >= frame::kHeaderSize) {
             const std::size_t size = frame::kHeaderSize + received.u16(frame::kLength);
             if (size > kMaxFrameSize) {
-                error_ = "this is not EtherNet/IP: a frame of " + std::to_string(size) + " bytes";
+                error_ = "not an EtherNet/IP device: it sends something else";
                 return LinkResult::Malformed;
             }
             if (received.size() >= size) {

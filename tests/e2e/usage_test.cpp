@@ -50,7 +50,7 @@ TEST(Connection, NothingListeningIsExitCodeThree)
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
               "panelhost: 127.0.0.1:1: connection refused: nothing listens on that port "
-              "of the host\n");
+              "of the host; check address and port\n");
 }
 
 TEST(Connection, AnUnknownHostIsExitCodeThree)
@@ -58,7 +58,7 @@ TEST(Connection, AnUnknownHostIsExitCodeThree)
     const Outcome outcome = panelhost({"read", "no-such-host.invalid", "A"});
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_EQ(outcome.err, "panelhost: no-such-host.invalid: host name 'no-such-host.invalid' not "
-                           "found\n");
+                           "found; check address and port\n");
 }
 
 } // namespace

@@ -118,8 +118,10 @@ TEST(WriteProtection, IsReportedInTheControllersWords)
     Simulator simulator(EXAMPLE_MACHINE);
     const Outcome outcome = panelhost({"write", simulator.address(), "SerialNumber=X"});
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_NE(outcome.out.find("SerialNumber = bad: access denied: the tag is protected"),
-              std::string::npos)
+    EXPECT_NE(
+        outcome.out.find("SerialNumber = bad: access denied: the controller's program lets nobody "
+                         "outside write this tag (status 0x0F)"),
+        std::string::npos)
         << outcome.out;
     EXPECT_EQ(simulator.value("SerialNumber"), "\"FS-0042\"");
 }

@@ -331,8 +331,9 @@ TEST_F(ReplayTest, AWriteIsToldWithItsValues)
                         hex("53 03 91 04 4e 61 6d 65 da 00 01 00 00 00 00 00 03 41 42 43")));
     plc(answer(2, "d3 00 0f 00"));
     EXPECT_EQ(events_, (Lines{"connected", "Tank[0..1] written: 1 -2"}));
-    EXPECT_EQ(findings_, Lines{"write of Name refused: access denied: the tag is protected (status "
-                               "0x0F)"});
+    EXPECT_EQ(findings_,
+              Lines{"write of Name refused: access denied: the controller's program lets "
+                    "nobody outside write this tag (status 0x0F)"});
 }
 
 TEST_F(ReplayTest, WhatTheCaptureLacksIsNoTimeOut)
