@@ -82,8 +82,13 @@ int runWatch(const CommonOptions& options, const WatchOptions& watch);
 int runCheck(const CommonOptions& options);
 /// responseTime is a controller's, in milliseconds.
 int runPlan(const CommonOptions& options, double responseTime);
-/// options.target is a capture file; withChanges also tells what was shown in between.
-int runReplay(const CommonOptions& options, bool withChanges);
+struct ReplayOptions {
+    std::string projectFile; ///< names stations, units and types; may be empty
+    bool changes = false;    ///< also tell what was shown in between
+};
+
+/// options.target is a capture file.
+int runReplay(const CommonOptions& options, const ReplayOptions& replay);
 int runIdentify(const CommonOptions& options);
 /// duration in seconds.
 int runBench(const CommonOptions& options, double duration);

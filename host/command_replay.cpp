@@ -33,38 +33,57 @@ std::string withoutMilliseconds(const std::string& what)
     return unit == std::string::npos ? what : what.substr(0, begin) + what.substr(unit);
 }
 
+/// A tag to show, of one station or, when that is empty, of any.
+struct Wanted {
+    std::string station;
+    ProjectTag tag;
+};
+
+std::vector<Wanted> wantedTags(const CommonOptions& options, Project* project)
+{
+    std::vector<Wanted> wanted;
+    if (!project->stations.empty()) {
+        selectTags(project, options.tags);
+        for (const ProjectTag& tag : project->tags)
+            wanted.push_back({project->stations[static_cast<std::size_t>(tag.station)].name, tag});
+        return wanted;
+    }
+    for (const std::string& text : options.tags) {
+        const std::size_t slash = text.find('/');
+        ProjectTag tag;
+        tag.reference =
+            parseTagReference(slash == std::string::npos ? text : text.substr(slash + 1));
+        wanted.push_back({slash == std::string::npos ? "" : text.substr(0, slash), tag});
+    }
+    return wanted;
+}
+
 class ReplayReport {
 public:
-    ReplayReport(const CommonOptions& options, bool withChanges)
-        : options_(options), format_(options.format()), withChanges_(withChanges),
+    ReplayReport(const CommonOptions& options, const ReplayOptions& replayOptions)
+        : options_(options), format_(options.format()), withChanges_(replayOptions.changes),
           replay_(
               libraryFor(options), [this](const Replay::Event& event) { take(event); },
               [this](const ReplayedStation& station, const std::string& tag,
                      Clock::time_point time) { takeChange(station, tag, time); }),
           recording_(&replay_)
     {
-        for (const std::string& text : options.tags) {
-            const std::size_t slash = text.find('/');
-            const bool hasStation = slash != std::string::npos;
-            wanted_.push_back({hasStation ? text.substr(0, slash) : "",
-                               parseTagReference(hasStation ? text.substr(slash + 1) : text)});
-        }
+        if (!replayOptions.projectFile.empty())
+            project_ = loadProject(replayOptions.projectFile);
+        wanted_ = wantedTags(options, &project_);
     }
 
     ExitCode run();
 
 private:
-    struct Wanted {
-        std::string station; ///< empty for any
-        TagReference reference;
-    };
     struct Repeated {
         Replay::Event first;
         int count = 0;
         Clock::time_point last;
     };
 
-    void take(const Replay::Event& event);
+    std::string nameOf(const std::string& recorded) const;
+    void take(Replay::Event event);
     void takeChange(const ReplayedStation& station, const std::string& tag, Clock::time_point time);
     std::vector<ShownTag> shownTagsOf(const ReplayedStation& station, const std::string& tag,
                                       Clock::time_point time) const;
@@ -76,6 +95,7 @@ private:
     const CommonOptions& options_;
     const Format format_;
     const bool withChanges_;
+    Project project_;
     std::vector<Wanted> wanted_;
     Replay replay_;
     Recording recording_;
@@ -84,8 +104,23 @@ private:
     std::map<std::string, std::string> lastShown_; ///< by station and tag
 };
 
-void ReplayReport::take(const Replay::Event& event)
+/// What the project calls a station that the recording knows by its address.
+std::string ReplayReport::nameOf(const std::string& recorded) const
 {
+    if (project_.stations.size() == 1)
+        return project_.stations[0].name;
+    for (const StationSettings& station : project_.stations) {
+        const bool isUsualPort = station.port == kEtherNetIpPort;
+        if (recorded ==
+            (isUsualPort ? station.host : station.host + ":" + std::to_string(station.port)))
+            return station.name;
+    }
+    return recorded;
+}
+
+void ReplayReport::take(Replay::Event event)
+{
+    event.station = nameOf(event.station);
     if (withChanges_ || (event.isFinding && format_ == Format::Json))
         printEvent(event);
     if (!event.isFinding)
@@ -124,12 +159,12 @@ void ReplayReport::takeChange(const ReplayedStation& station, const std::string&
         // Another reason alone is a finding, not a change.
         const std::string now =
             std::string(qualityName(entry.shown.quality)) + ' ' + valueText(entry.tag, entry.shown);
-        std::string& before = lastShown_[station.name() + '/' + entry.tag.reference.text()];
+        std::string& before = lastShown_[entry.station + '/' + entry.tag.reference.text()];
         if (now == before)
             continue;
         before = now;
         if (format_ == Format::Text)
-            std::cout << timeText(time) << ' ' << station.name() << ": ";
+            std::cout << timeText(time) << ' ' << entry.station << ": ";
         printTags({entry}, format_, timeText(time), time);
     }
 }
@@ -138,26 +173,28 @@ std::vector<ShownTag> ReplayReport::shownTagsOf(const ReplayedStation& station,
                                                 const std::string& tag,
                                                 Clock::time_point time) const
 {
-    std::vector<ReplayedTag> tags;
+    std::vector<ShownTag> shown;
+    const std::string name = nameOf(station.name());
+    const auto add = [&](const ProjectTag& projectTag, Snapshot snapshot) {
+        expectType(projectTag.type, &snapshot);
+        const std::string text = projectTag.reference.text();
+        shown.push_back({name, replay_.stations().size() > 1 ? name + '/' + text : text, projectTag,
+                         std::move(snapshot)});
+    };
     if (wanted_.empty()) {
-        tags = tag.empty() ? station.shown(time) : station.shownOf(tag, time);
-    } else {
-        for (const Wanted& wanted : wanted_) {
-            const bool isOfStation =
-                wanted.station == station.name() ||
-                (wanted.station.empty() && station.knows(wanted.reference.name));
-            if (isOfStation && (tag.empty() || sameTagName(tag, wanted.reference.name)))
-                tags.push_back({wanted.reference, station.shown(wanted.reference, time)});
+        for (const ReplayedTag& entry :
+             tag.empty() ? station.shown(time) : station.shownOf(tag, time)) {
+            ProjectTag projectTag;
+            projectTag.reference = entry.reference;
+            add(projectTag, entry.shown);
         }
     }
-    std::vector<ShownTag> shown;
-    for (const ReplayedTag& entry : tags) {
-        ProjectTag projectTag;
-        projectTag.reference = entry.reference;
-        const std::string text = entry.reference.text();
-        shown.push_back({station.name(),
-                         replay_.stations().size() > 1 ? station.name() + '/' + text : text,
-                         projectTag, entry.shown});
+    for (const Wanted& wanted : wanted_) {
+        const TagReference& reference = wanted.tag.reference;
+        const bool isOfStation =
+            wanted.station == name || (wanted.station.empty() && station.knows(reference.name));
+        if (isOfStation && (tag.empty() || sameTagName(tag, reference.name)))
+            add(wanted.tag, station.shown(reference, time));
     }
     return shown;
 }
@@ -171,15 +208,15 @@ std::vector<ShownTag> ReplayReport::allShownTags() const
     }
     for (const Wanted& wanted : wanted_) {
         const bool isKnown = std::any_of(all.begin(), all.end(), [&wanted](const ShownTag& tag) {
-            return sameTagName(tag.tag.reference.name, wanted.reference.name) &&
+            return sameTagName(tag.tag.reference.name, wanted.tag.reference.name) &&
                    (wanted.station.empty() || wanted.station == tag.station);
         });
         if (isKnown)
             continue;
         ShownTag missing;
         missing.station = wanted.station;
-        missing.tag.reference = wanted.reference;
-        missing.label = wanted.reference.text();
+        missing.tag = wanted.tag;
+        missing.label = wanted.tag.reference.text();
         missing.shown.reason = "nobody asked for it in this recording";
         all.push_back(missing);
     }
@@ -227,8 +264,8 @@ ExitCode ReplayReport::print(std::uint64_t packets) const
         printTags(tags, format_, timeText(recording_.lastAt()), recording_.lastAt());
     if (options_.statistics)
         for (const auto& station : replay_.stations())
-            printStatistics(format_ == Format::Text ? std::cout : std::cerr, station->name(),
-                            station->statistics);
+            printStatistics(format_ == Format::Text ? std::cout : std::cerr,
+                            nameOf(station->name()), station->statistics);
 
     const bool allGood = std::all_of(tags.begin(), tags.end(), [](const ShownTag& tag) {
         return tag.shown.quality == Quality::Good;
@@ -269,9 +306,9 @@ ExitCode ReplayReport::run()
 
 } // namespace
 
-int runReplay(const CommonOptions& options, bool withChanges)
+int runReplay(const CommonOptions& options, const ReplayOptions& replay)
 {
-    return ReplayReport(options, withChanges).run();
+    return ReplayReport(options, replay).run();
 }
 
 } // namespace panelhost

@@ -4,6 +4,17 @@
 
 namespace panelhost {
 
+void expectType(const CipType* expected, Snapshot* shown)
+{
+    if (expected == nullptr || shown->type == nullptr || shown->type == expected)
+        return;
+    shown->quality = Quality::Bad;
+    shown->reason = std::string("the controller's type is ") + shown->type->name +
+                    ", the project says " + expected->name + "; mend the project file";
+    shown->values.clear();
+    shown->settled = true;
+}
+
 Host::Host(const Project& project, const std::string& libraryFile, Traffic* traffic)
     : project_(project)
 {
@@ -40,14 +51,7 @@ void Host::stop()
 Snapshot Host::snapshot(std::size_t tag) const
 {
     Snapshot shown = cycles_[places_[tag].cycle]->snapshot(places_[tag].item);
-    const CipType* expected = project_.tags[tag].type;
-    if (expected != nullptr && shown.type != nullptr && shown.type != expected) {
-        shown.quality = Quality::Bad;
-        shown.reason = std::string("the controller's type is ") + shown.type->name +
-                       ", the project says " + expected->name + "; mend the project file";
-        shown.values.clear();
-        shown.settled = true;
-    }
+    expectType(project_.tags[tag].type, &shown);
     return shown;
 }
 

@@ -13,6 +13,9 @@
 
 namespace panelhost {
 
+/// Makes a reading bad whose type is another than the project expects; null expects nothing.
+void expectType(const CipType* expected, Snapshot* shown);
+
 class Host {
 public:
     /// Loads the driver: a private copy for each station, or one for all when the project says so.

@@ -139,18 +139,20 @@ int runProgram(int argc, char** argv)
     plan->add_flag("--json", options.json, "One JSON record per read, and one of the scan");
     plan->callback([&] { run = [&] { return runPlan(options, responseTime); }; });
 
-    bool withChanges = false;
+    ReplayOptions replayOptions;
     CLI::App* replay = addCommand(&program, "replay", "Go through a capture without a network",
                                   "panelhost replay night.pcap Counter --changes");
     replay->add_option("file", options.target, "From --capture, or any pcap or pcapng file")
         ->required()
         ->option_text(" ");
     addTags(replay, &options);
-    replay->add_flag("--changes", withChanges, "Show every change, not only the end");
+    replay->add_option("--project", replayOptions.projectFile, "Show what this project shows")
+        ->option_text("FILE");
+    replay->add_flag("--changes", replayOptions.changes, "Show every change, not only the end");
     replay->add_option("--library", options.library, "Driver library to load")->option_text("FILE");
     replay->add_flag("--statistics", options.statistics, "Print traffic figures at the end");
     addFormatOptions(replay, &options);
-    replay->callback([&] { run = [&] { return runReplay(options, withChanges); }; });
+    replay->callback([&] { run = [&] { return runReplay(options, replayOptions); }; });
 
     CLI::App* identify =
         addCommand(&program, "identify", "Ask what a device is", "panelhost identify 192.168.1.10");

@@ -143,6 +143,26 @@ TEST(Replay, AsJsonIsOneRecordPerLineAndAsCsvATable)
     EXPECT_NE(csv[1].find(",TankSetpoint,REAL,good,"), std::string::npos) << csv[1];
 }
 
+TEST(Replay, WithAProjectShowsItsNamesUnitsAndTypes)
+{
+    Simulator simulator(EXAMPLE_MACHINE);
+    const TemporaryFile capture(".pcap", "");
+    const TemporaryFile project(".toml", "[[station]]\nname = \"filler\"\nhost = \"192.0.2.1\"\n"
+                                         "[[tag]]\nname = \"TankSetpoint\"\nunit = \"%\"\n"
+                                         "[[tag]]\nname = \"BottleCount\"\ntype = \"LINT\"\n");
+    panelhost({"read", simulator.address(), "TankSetpoint", "BottleCount", "RecipeName",
+               "--capture", capture.path()});
+    const Outcome replay =
+        panelhost({"replay", capture.path(), "--project", project.path(), "--statistics"});
+    EXPECT_EQ(replay.exitCode, 1);
+    EXPECT_EQ(shownLines(replay.out),
+              (std::vector<std::string>{"BottleCount = bad: the controller's type is DINT, the "
+                                        "project says LINT; mend the project file",
+                                        "TankSetpoint = 65.25 %  REAL"}));
+    EXPECT_NE(replay.out.find("\nStation filler: "), std::string::npos) << replay.out;
+    EXPECT_EQ(panelhost({"replay", capture.path(), "--project", "/nowhere.toml"}).exitCode, 2);
+}
+
 TEST(Replay, OfAFileThatHoldsNoConversationIsOneLineAndExitCodeTwo)
 {
     const auto complaint = [](const std::string& file) {
