@@ -78,6 +78,13 @@ protected:
         plc(kOpened);
     }
 
+    void connectAndReadSeven()
+    {
+        connect();
+        host(readRequest(1, "Tank", 0, 1));
+        plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    }
+
     /// "good 7", "stale 7 (why)", "bad (why)".
     std::string shown(const TagReference& reference)
     {
@@ -113,9 +120,7 @@ private:
 
 TEST_F(ReplayTest, AGoodReplyIsStoredByTheDriverAndShown)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     EXPECT_EQ(shown("Tank"), "good 7");
     EXPECT_EQ(findings_, Lines{});
     EXPECT_EQ(events_, Lines{"connected"});
@@ -148,9 +153,7 @@ TEST_F(ReplayTest, ManyTagsInARowAreAllStored)
 
 TEST_F(ReplayTest, ALateAnswerIsDroppedAndChangesNothing)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     host(readRequest(2, "Tank", 0, 1));
     plc(answer(1, "cc 00 00 00 c4 00 63 00 00 00"));
     EXPECT_EQ(shown("Tank"), "good 7");
@@ -174,9 +177,7 @@ TEST_F(ReplayTest, ARefusalIsBadInTheControllersWordsAndPoisonsNoType)
 
 TEST_F(ReplayTest, BeyondTheEndIsBadForThoseElementsAlone)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     host(readRequest(2, "Tank", 9, 1));
     plc(answer(2, "cc 00 ff 01 05 21"));
     EXPECT_EQ(shown("Tank"), "good 7");
@@ -186,9 +187,7 @@ TEST_F(ReplayTest, BeyondTheEndIsBadForThoseElementsAlone)
 
 TEST_F(ReplayTest, AnotherTypeThanBeforeEndsTheSession)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     host(readRequest(2, "Tank", 0, 1));
     plc(answer(2, "cc 00 00 00 c3 00 07 00"));
     EXPECT_EQ(findings_,
@@ -205,9 +204,7 @@ TEST_F(ReplayTest, AnotherTypeThanBeforeEndsTheSession)
 
 TEST_F(ReplayTest, SilenceIsATimeOutAndTheValueStale)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     host(readRequest(2, "Tank", 0, 1));
     later(milliseconds(1995));
     host(readRequest(2, "Tank", 0, 1));
@@ -221,9 +218,7 @@ TEST_F(ReplayTest, SilenceIsATimeOutAndTheValueStale)
 
 TEST_F(ReplayTest, ALinkThatTheControllerClosedMakesItsValuesStale)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     host(readRequest(2, "Tank", 0, 1));
     replay_.closed(link_, now_, RecordedEnd::ResetByController);
     EXPECT_EQ(findings_, Lines{"the controller reset the link, read of Tank unanswered"});
@@ -232,9 +227,7 @@ TEST_F(ReplayTest, ALinkThatTheControllerClosedMakesItsValuesStale)
 
 TEST_F(ReplayTest, AHostThatStopsLeavesItsValuesAsTheyWere)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     replay_.closed(link_, now_, RecordedEnd::ByHost);
     later(std::chrono::hours(1));
     EXPECT_EQ(shown("Tank"), "good 7");
@@ -243,9 +236,7 @@ TEST_F(ReplayTest, AHostThatStopsLeavesItsValuesAsTheyWere)
 
 TEST_F(ReplayTest, AValueThatIsNotReadAgainGetsStale)
 {
-    connect();
-    host(readRequest(1, "Tank", 0, 1));
-    plc(answer(1, "cc 00 00 00 c4 00 07 00 00 00"));
+    connectAndReadSeven();
     later(milliseconds(10001));
     EXPECT_EQ(shown("Tank"), "stale 7 (not refreshed in time)");
 }
