@@ -23,6 +23,13 @@ SocketAddress reported(const tcp::endpoint& endpoint)
     return address;
 }
 
+/// The commands that need no link: they ask who is there.
+bool servedByDatagram(std::uint16_t commandCode)
+{
+    return commandCode == command::kListIdentity || commandCode == command::kListServices ||
+           commandCode == command::kListInterfaces;
+}
+
 } // namespace
 
 Server::Server(asio::io_context& context, const tcp::endpoint& endpoint, Controller& controller,
@@ -155,8 +162,7 @@ void Server::answerDatagram(std::size_t size)
     FrameAssembler assembler;
     assembler.feed(ByteView(datagram_.data(), size));
     const std::optional<Frame> request = assembler.next();
-    if (request && request->command == command::kListIdentity && !isOffline() &&
-        !ignores_(*request)) {
+    if (request && servedByDatagram(request->command) && !isOffline() && !ignores_(*request)) {
         const Controller::Outcome outcome = controller_.handle(0, *request, Clock::now());
         asio::error_code ignored;
         if (outcome.reply)

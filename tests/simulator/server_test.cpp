@@ -279,17 +279,24 @@ TEST_F(ServerTest, ClientThatNeverReadsIsNotReadFromForEver)
     EXPECT_EQ(controller_->counters().requests, 64u);
 }
 
-TEST_F(ServerTest, TellsItsIdentityToADatagram)
+TEST_F(ServerTest, TellsWhoItIsToADatagramAndServesNothingElseSo)
 {
     asio::ip::udp::socket socket(context_, asio::ip::udp::v4());
     const asio::ip::udp::endpoint there(asio::ip::address_v4::loopback(),
                                         server_->endpoint().port());
-    const Bytes request =
-        fromHex("63 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-    socket.send_to(asio::buffer(request), there);
-    ASSERT_TRUE(eventually([&socket] { return socket.available() > 0; }));
-    Bytes answer(512);
-    answer.resize(socket.receive(asio::buffer(answer)));
-    ASSERT_GT(answer.size(), 30u);
-    EXPECT_EQ(toHex(ByteView(answer.data() + 24, 4)), "01 00 0c 00");
+    const auto answerTo = [&](const std::string& request) {
+        socket.send_to(asio::buffer(fromHex(request)), there);
+        if (!eventually([&socket] { return socket.available() > 0; }, 0.1))
+            return std::string("none");
+        Bytes answer(512);
+        answer.resize(socket.receive(asio::buffer(answer)));
+        return toHex(answer);
+    };
+    const std::string rest = " 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
+    EXPECT_EQ(answerTo("63 00" + rest).substr(0, 6 + 22 * 3 + 11),
+              "63 00 37 00" + rest.substr(6) + " 01 00 0c 00");
+    EXPECT_EQ(answerTo("04 00" + rest).substr(0, 11), "04 00 1a 00");
+    EXPECT_EQ(answerTo("64 00" + rest).substr(0, 11), "64 00 02 00");
+    EXPECT_EQ(answerTo(kRegister), "none");
+    EXPECT_EQ(answerTo("63 00"), "none");
 }
