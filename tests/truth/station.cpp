@@ -7,6 +7,7 @@ namespace truth {
 namespace {
 
 constexpr int kOtherPrograms = 3;
+constexpr std::uint64_t kMostComplaints = 10; // of one station
 constexpr Stamp kClockRemainder = 300; // microseconds by which two clocks drift between comparisons
 
 Stamp systemNow()
@@ -30,6 +31,18 @@ std::vector<std::string> formatted(const panelhost::Snapshot& shown)
 }
 
 } // namespace
+
+void Counts::add(const Counts& other)
+{
+    looks += other.looks;
+    values += other.values;
+    wrong += other.wrong;
+    tooOld += other.tooOld;
+    writesConfirmed += other.writesConfirmed;
+    writesFailed += other.writesFailed;
+    writesWrong += other.writesWrong;
+    types.insert(other.types.begin(), other.types.end());
+}
 
 void CommonClock::compare()
 {
@@ -245,7 +258,8 @@ void StationUnderTest::judge(const Claim& claim)
         if (history_->held(claim.tag, element, claim.type, claim.values[i], claim.from,
                            claim.until))
             continue;
-        ++counts_.wrong;
+        if (++counts_.wrong > kMostComplaints)
+            continue;
         complain(claim.tag + "[" + std::to_string(element) + "] was called good as " + claim.type +
                  " " + claim.values[i] + " (0.." +
                  std::to_string((claim.until - claim.from) / 1000) + " ms); " +
@@ -277,8 +291,7 @@ void StationUnderTest::judge(const WriteClaim& claim)
 
 void StationUnderTest::complain(const std::string& what)
 {
-    constexpr std::uint64_t kMostLines = 10;
-    if (counts_.wrong + counts_.tooOld + counts_.writesWrong <= kMostLines)
+    if (counts_.wrong + counts_.tooOld + counts_.writesWrong <= kMostComplaints)
         std::fprintf(stderr, "%s: %s (last fault: %s)\n", name_.c_str(), what.c_str(),
                      fault_.c_str());
 }

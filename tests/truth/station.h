@@ -40,6 +40,8 @@ struct Counts {
     std::uint64_t writesFailed = 0;
     std::uint64_t writesWrong = 0; ///< confirmed but not done, or done though said not to be
     std::set<std::string> types;   ///< that were compared
+
+    void add(const Counts& other);
 };
 
 class StationUnderTest {

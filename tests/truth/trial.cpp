@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <stdexcept>
 #include <thread>
 
@@ -64,7 +65,11 @@ bool Trial::run()
         course.station->collectWrite(clock_);
         course.station->finish();
     }
-    return report();
+    const Counts all = total();
+    const double worstPace = reportPaces();
+    report(all, worstPace, reportFaults());
+    judge(all, worstPace);
+    return mistakes_ == 0;
 }
 
 void Trial::waitUntilAllAreGood()
@@ -169,33 +174,55 @@ Clock::duration Trial::promised(const Course& course) const
                                       options_.sharedCycle ? options_.stations : 1);
 }
 
-bool Trial::report()
+Counts Trial::total() const
 {
     Counts all;
-    double worstPace = 1e9;
+    for (const Course& course : courses_)
+        all.add(course.station->counts());
+    return all;
+}
+
+double Trial::reportPaces() const
+{
+    double worst = std::numeric_limits<double>::infinity();
     for (const Course& course : courses_) {
-        const Counts& counts = course.station->counts();
-        all.looks += counts.looks;
-        all.values += counts.values;
-        all.wrong += counts.wrong;
-        all.tooOld += counts.tooOld;
-        all.writesConfirmed += counts.writesConfirmed;
-        all.writesFailed += counts.writesFailed;
-        all.writesWrong += counts.writesWrong;
-        all.types.insert(counts.types.begin(), counts.types.end());
-        const double ratio = course.during.perSecond() / course.before.perSecond();
         if (course.during.seconds() >= kLeastSecondsForPace)
-            worstPace = std::min(worstPace, ratio);
+            worst = std::min(worst, course.during.perSecond() / course.before.perSecond());
         std::printf("%s: %.2f scans/s before, %.2f while others failed (%.0f s)\n",
                     course.station->name().c_str(), course.before.perSecond(),
                     course.during.perSecond(), course.during.seconds());
     }
+    return worst;
+}
+
+int Trial::reportFaults() const
+{
     int faults = 0;
     for (const auto& [kind, count] : faults_) {
         std::printf("fault %-28s %d\n", kind.c_str(), count);
         faults += count;
     }
+    return faults;
+}
+
+void Trial::report(const Counts& all, double worstPace, int faults) const
+{
+    const auto number = [](std::uint64_t count) { return static_cast<unsigned long long>(count); };
+    std::printf("snapshots %llu, values compared %llu of %zu types, wrong %llu, too old %llu\n",
+                number(all.looks), number(all.values), all.types.size(), number(all.wrong),
+                number(all.tooOld));
+    std::printf("writes confirmed %llu, failed %llu, wrongly reported %llu\n",
+                number(all.writesConfirmed), number(all.writesFailed), number(all.writesWrong));
+    std::printf("faults %d of %zu kinds, longest recovery %.0f ms (%s), worst pace ratio %.3f\n",
+                faults, faults_.size(), inMilliseconds(longestRecovery_),
+                longestRecoveryKind_.c_str(), worstPace);
+}
+
+void Trial::judge(const Counts& all, double worstPace)
+{
     constexpr std::size_t kTypes = 27;
+    if (all.wrong + all.tooOld + all.writesWrong > 0)
+        mistake("not everything that the host said was true");
     if (all.types.size() < kTypes)
         mistake("only " + std::to_string(all.types.size()) + " types were compared");
     if (all.writesConfirmed == 0)
@@ -203,19 +230,6 @@ bool Trial::report()
     // In one cycle a silent station takes its time-outs from the others.
     if (options_.judgePace && !options_.sharedCycle && worstPace < kLeastPace)
         mistake("a station without a fault lost a tenth of its pace or more");
-    std::printf("snapshots %llu, values compared %llu of %zu types, wrong %llu, too old %llu\n",
-                static_cast<unsigned long long>(all.looks),
-                static_cast<unsigned long long>(all.values), all.types.size(),
-                static_cast<unsigned long long>(all.wrong),
-                static_cast<unsigned long long>(all.tooOld));
-    std::printf("writes confirmed %llu, failed %llu, wrongly reported %llu\n",
-                static_cast<unsigned long long>(all.writesConfirmed),
-                static_cast<unsigned long long>(all.writesFailed),
-                static_cast<unsigned long long>(all.writesWrong));
-    std::printf("faults %d of %zu kinds, longest recovery %.0f ms (%s), worst pace ratio %.3f\n",
-                faults, faults_.size(), inMilliseconds(longestRecovery_),
-                longestRecoveryKind_.c_str(), worstPace);
-    return mistakes_ == 0 && all.wrong + all.tooOld + all.writesWrong == 0;
 }
 
 void Trial::mistake(const std::string& what)

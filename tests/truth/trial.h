@@ -54,7 +54,12 @@ private:
     int underFault() const;
     bool allCalm() const;
     Clock::duration promised(const Course& course) const;
-    bool report();
+    Counts total() const;
+    /// The worst ratio of the pace while others failed to that before.
+    double reportPaces() const;
+    int reportFaults() const;
+    void report(const Counts& all, double worstPace, int faults) const;
+    void judge(const Counts& all, double worstPace);
     void mistake(const std::string& what);
 
     TrialOptions options_;
