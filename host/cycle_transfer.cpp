@@ -253,16 +253,19 @@ void Cycle::publish(Station& station, const Served& served)
 {
     const Tag& tag = station.table.tag(served.tag);
     Block& block = station.table.block(served.tag, served.block);
+    int textSize = 0;
+    unsigned int registers = block.registers;
     if (tag.type.element->kind == ValueKind::Text) {
-        block.textSize = measureText(*tag.type.element, valueBytesOf(ByteView(reply_)));
-        block.registers = registersFor(*tag.type.element, 1, block.textSize);
+        textSize = measureText(*tag.type.element, valueBytesOf(ByteView(reply_)));
+        registers = registersFor(*tag.type.element, 1, textSize);
     }
     // The driver has no entry for a text that was empty from the start.
     fetched_.clear();
-    if (block.registers > 0 && !driver_.fetch(tag.driverName, block.var.indexText, station.number,
-                                              block.registers, &fetched_))
+    if (registers > 0 &&
+        !driver_.fetch(tag.driverName, block.var.indexText, station.number, registers, &fetched_))
         return;
     block.sample.swap(fetched_);
+    block.textSize = textSize;
     block.readAt = station.firstSentAt;
     block.current = true;
     block.everRead = true;
