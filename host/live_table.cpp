@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -204,8 +205,8 @@ std::string sparkline(const std::deque<double>& readings, bool utf8)
     static const char* const kBars[] = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
     static const char* const kPlain[] = {"_", ".", ",", "-", "=", "+", "*", "#"};
     constexpr int kLevels = 8;
-    double least = INFINITY;
-    double greatest = -INFINITY;
+    double least = std::numeric_limits<double>::infinity();
+    double greatest = -least;
     for (const double reading : readings) {
         if (!std::isfinite(reading))
             continue;

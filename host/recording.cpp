@@ -128,7 +128,7 @@ private:
                 const auto known = static_cast<std::size_t>(-static_cast<std::int64_t>(ahead));
                 if (known < piece->bytes.size()) {
                     lastPieceAt_ = bytes_.size();
-                    bytes_.append(piece->bytes, known, std::string::npos);
+                    bytes_ += piece->bytes.substr(known);
                     next_ += static_cast<std::uint32_t>(piece->bytes.size() - known);
                 }
                 waiting_.erase(piece);

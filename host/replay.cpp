@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace panelhost {
 namespace {
@@ -48,13 +49,13 @@ bool isShowable(ByteView name)
 /// The driver's registers of values as a write request carries them.
 QByteArray registersOf(const CipType& type, ByteView values)
 {
-    const QByteArray bytes = copyOf(values);
+    QByteArray bytes = copyOf(values);
     if (type.form == RegisterForm::String)
         return bytes.mid(type.text.lengthFieldSize);
     if (type.form != RegisterForm::Byte)
         return bytes;
     QByteArray registers;
-    for (const char byte : bytes)
+    for (const char byte : std::as_const(bytes))
         registers.append(byte).append('\0');
     return registers;
 }

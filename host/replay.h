@@ -71,7 +71,7 @@ private:
     Waiting classify(ByteView bytes);
     Waiting classifyConnected(ByteView bytes);
     void reply(Link* link, Clock::time_point time, ByteView bytes);
-    Screened screen(Link* link, const Waiting& request, ByteView reply);
+    static Screened screen(Link* link, const Waiting& request, ByteView reply);
     void answered(Link* link, const Waiting& request, Clock::time_point time, ByteView reply,
                   const Screened& screened);
     void good(Link* link, const Waiting& request, Clock::time_point time, ByteView reply);

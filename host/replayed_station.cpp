@@ -133,7 +133,7 @@ std::string ReplayedStation::store(const TagReference& read, ByteView reply,
     Range& range = rangeOf(&tag, read);
     const TagType type = typeOf(reply);
     if (tag.typeStored && tag.type != type) {
-        const std::string reason =
+        std::string reason =
             "the data type of " + tag.name + " changed: another program was downloaded";
         lose(reason);
         return reason;
@@ -143,6 +143,9 @@ std::string ReplayedStation::store(const TagReference& read, ByteView reply,
         obstacle = readObstacle(*type.element, range.elements);
     if (obstacle.empty() && type.element->kind == ValueKind::Text && read.count > 1)
         obstacle = "this driver reads texts one at a time";
+    if (tag.type != type)
+        for (Range& other : tag.ranges)
+            other.values.clear(); // of another program, and of another type
     tag.type = type;
     tag.refusal.clear();
     if (obstacle.empty())
@@ -176,9 +179,8 @@ std::string ReplayedStation::feed(Tag* tag, const ElementRange& elements, ByteVi
     if (!tag->typeStored) {
         // The driver's first read of a tag asks for one element, and files it where the host wants.
         const bool isText = tag->type.element->kind == ValueKind::Text;
-        const std::string failure =
-            handIn(*tag, {elements.first, 1},
-                   isText ? whole : cutToFirstElement(reply, *tag->type.element));
+        std::string failure = handIn(*tag, {elements.first, 1},
+                                     isText ? whole : cutToFirstElement(reply, *tag->type.element));
         if (!failure.empty())
             return failure;
         tag->typeStored = true;
@@ -311,6 +313,21 @@ Snapshot ReplayedStation::shown(const TagReference& reference, Clock::time_point
     return unknown;
 }
 
+/// The last read that brought an element; a refused one says nothing about elements that another
+/// brings.
+const ReplayedStation::Range* ReplayedStation::newestOf(const Tag& tag, int element)
+{
+    const auto rank = [](const Range& range) {
+        return std::make_pair(range.refusal.empty(), range.lastAsked);
+    };
+    const Range* newest = nullptr;
+    for (const Range& range : tag.ranges)
+        if (element >= range.elements.first && element < range.elements.end() &&
+            (newest == nullptr || rank(range) > rank(*newest)))
+            newest = &range;
+    return newest;
+}
+
 Snapshot ReplayedStation::snapshot(const Tag& tag, const ElementRange& elements,
                                    Clock::time_point now) const
 {
@@ -327,16 +344,7 @@ Snapshot ReplayedStation::snapshot(const Tag& tag, const ElementRange& elements,
         return nothing(tag.refusal);
     bool current = true;
     for (int element = elements.first; element < elements.end(); ++element) {
-        // A refused read says nothing about elements that another read brings.
-        const auto better = [](const Range& a, const Range& b) {
-            return std::make_pair(a.refusal.empty(), a.lastAsked) >
-                   std::make_pair(b.refusal.empty(), b.lastAsked);
-        };
-        const Range* newest = nullptr;
-        for (const Range& range : tag.ranges)
-            if (element >= range.elements.first && element < range.elements.end() &&
-                (newest == nullptr || better(range, *newest)))
-                newest = &range;
+        const Range* newest = newestOf(tag, element);
         if (newest == nullptr)
             return nothing("element " + std::to_string(element) +
                            " was not asked for in this recording");

@@ -92,6 +92,7 @@ private:
     void forgetSession();
     static bool isSuperseded(const Tag& tag, const Range& range);
     void appendShown(const Tag& tag, Clock::time_point now, std::vector<ReplayedTag>* all) const;
+    static const Range* newestOf(const Tag& tag, int element);
     Snapshot snapshot(const Tag& tag, const ElementRange& elements, Clock::time_point now) const;
 
     std::string name_;

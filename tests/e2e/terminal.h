@@ -52,7 +52,7 @@ public:
     const Screen& screen() const { return screen_; }
     /// Waits until the screen shows text; false when it does not come.
     bool waitFor(const std::string& text,
-                 std::chrono::milliseconds patience = std::chrono::seconds(10));
+                 std::chrono::milliseconds patience = std::chrono::seconds(20));
     /// Goes on reading for a while.
     void readFor(std::chrono::milliseconds time);
     void press(char key) const;

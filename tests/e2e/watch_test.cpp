@@ -75,12 +75,12 @@ TEST_F(WatchOnTerminal, RedrawsInPlaceWithAgeRateAndTrend)
 
 TEST_F(WatchOnTerminal, ShowsAStationThatWentAway)
 {
-    TerminalProcess watch(command({"TankSetpoint", "--interval", "0.1", "--timeout", "200"}), 100,
+    TerminalProcess watch(command({"TankSetpoint", "--interval", "0.1", "--timeout", "500"}), 100,
                           24);
     ASSERT_TRUE(watch.waitFor(" good ")) << watch.screen().text();
     simulator_.command("fault silence");
     EXPECT_TRUE(watch.waitFor(" stale ")) << watch.screen().text();
-    EXPECT_TRUE(watch.waitFor(simulator_.address() + ": no answer within 200 ms; trying again"))
+    EXPECT_TRUE(watch.waitFor(simulator_.address() + ": no answer within 500 ms; trying again"))
         << watch.screen().text();
     simulator_.command("fault clear");
     EXPECT_TRUE(watch.waitFor(" good ")) << watch.screen().text();

@@ -202,6 +202,28 @@ TEST_F(ReplayTest, AnotherTypeThanBeforeEndsTheSession)
     EXPECT_EQ(shown("Tank"), "good 9");
 }
 
+TEST_F(ReplayTest, ValuesOfAnotherTypeThanTheTagHasNowAreNotShown)
+{
+    connect();
+    host(readRequest(1, "Tank", 0, 2));
+    plc(answer(1, "cc 00 00 00 da 00 01 41"));
+    host(readRequest(2, "Tank", 4, 1));
+    plc(answer(2, "cc 00 00 00 c3 00 07 00"));
+    EXPECT_EQ(shown({"Tank", 0, 2, true}).substr(0, 5), "bad (");
+    link_.number = 1;
+    connect();
+    host(readRequest(1, "Tank", 0, 1));
+    plc(answer(1, "cc 00 00 00 ca 00 00 00 80 3f"));
+    host(readRequest(2, "Tank", 5, 1));
+    plc(answer(2, "cc 00 00 00 ca 00 00 00 00 40"));
+    link_.number = 2;
+    connect();
+    host(readRequest(1, "Tank", 5, 1));
+    plc(answer(1, "cc 00 00 00 c3 00 07 00"));
+    EXPECT_EQ(shown({"Tank", 5, 1, true}), "good 7");
+    EXPECT_EQ(shown("Tank"), "bad (not read yet)");
+}
+
 TEST_F(ReplayTest, SilenceIsATimeOutAndTheValueStale)
 {
     connectAndReadSeven();
