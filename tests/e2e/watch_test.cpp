@@ -84,6 +84,7 @@ TEST_F(WatchOnTerminal, ShowsAStationThatWentAway)
         << watch.screen().text();
     simulator_.command("fault clear");
     EXPECT_TRUE(watch.waitFor(" good ")) << watch.screen().text();
+    watch.readFor(std::chrono::milliseconds(600)); // the lines below the first good one
     EXPECT_EQ(watch.screen().text().find("trying again"), std::string::npos);
 }
 
