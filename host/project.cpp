@@ -212,6 +212,9 @@ Project loadProject(const std::string& file)
 
     Project project;
     const TableReader reader(file, root);
+    if (reader.node("controller") != nullptr)
+        reader.refuse(reader.node("controller"),
+                      "this is a tag file of plcsim; a project file names its [[station]]s");
     reader.allowOnly({"station", "tag", "scan_interval_ms", "stale_after_ms", "shared_cycle"},
                      "a project file");
     project.cycle.scanInterval =

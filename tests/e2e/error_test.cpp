@@ -175,6 +175,8 @@ TEST(ErrorOf, AProjectFileIsOneLineThatNamesFileLineAndCulprit)
         {tag + "\"A\"\ntype = \"FLOAT\"\n", ":5: 'FLOAT' is no data type"},
         {tag + "\"A\"\nstation = \"b\"\n", ":5: there is no station 'b'"},
         {station + "retries = 9\n", ":3: 'retries' must be a whole number from 0 to 3"},
+        {"[controller]\n" + station,
+         ":1: this is a tag file of plcsim; a project file names its [[station]]s"},
         {"= 3\n", ":1: "},
     };
     for (const auto& [content, complaint] : rows) {

@@ -197,6 +197,11 @@ void TerminalProcess::press(char key) const
         throw std::runtime_error("the terminal is gone");
 }
 
+void TerminalProcess::signal(int number) const
+{
+    kill(pid_, number);
+}
+
 void TerminalProcess::resize(int columns, int rows)
 {
     winsize size{};

@@ -56,6 +56,7 @@ public:
     /// Goes on reading for a while.
     void readFor(std::chrono::milliseconds time);
     void press(char key) const;
+    void signal(int number) const;
     void resize(int columns, int rows);
     /// Waits for the end; the exit code, 128 + signal when a signal ended it.
     int finish();

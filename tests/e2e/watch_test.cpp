@@ -5,12 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sstream>
 
 namespace e2e {
 namespace {
 
 constexpr char kCtrlC = 3;
+constexpr char kCtrlZ = 26;
 
 std::string lineWith(const Screen& screen, const std::string& text)
 {
@@ -123,6 +125,23 @@ TEST_F(WatchOnTerminal, FollowsAChangeOfItsSize)
     const std::string text = watch.screen().text();
     EXPECT_EQ(countOf(text, "\n"), 2) << text;
     EXPECT_EQ(countOf(text, "TankSetpoint"), 1) << text;
+}
+
+TEST_F(WatchOnTerminal, LeavesTheTerminalUsableWhileItSleeps)
+{
+    TerminalProcess watch(command({"TankSetpoint", "--interval", "0.1"}), 80, 24);
+    ASSERT_TRUE(watch.waitFor(" good "));
+    EXPECT_FALSE(watch.screen().cursorVisible());
+    watch.press(kCtrlZ);
+    watch.readFor(std::chrono::milliseconds(500));
+    EXPECT_TRUE(watch.screen().cursorVisible());
+    EXPECT_TRUE(watch.screen().wrapsLines());
+    watch.signal(SIGCONT);
+    watch.readFor(std::chrono::milliseconds(500));
+    EXPECT_FALSE(watch.screen().cursorVisible()) << "it goes on";
+    watch.press(kCtrlC);
+    EXPECT_EQ(watch.finish(), 0);
+    EXPECT_TRUE(watch.screen().cursorVisible());
 }
 
 TEST_F(WatchOnTerminal, EndsByItselfWithTheTerminalClean)
