@@ -61,6 +61,7 @@ void watchOnTerminal(Host* host, const WatchOptions& watch)
         if (now >= end)
             break;
         pauseUntil(std::min(now + pause, end));
+        terminal.sleepIfAsked();
     }
 }
 

@@ -160,12 +160,11 @@ std::string rowLine(const LiveRow& row, const Widths& widths, Clock::time_point 
     return line.text();
 }
 
-/// Before the program sleeps in the background the shell gets a usable terminal back.
+volatile std::sig_atomic_t sleepAsked = 0;
+
 void onSuspend(int)
 {
-    [[maybe_unused]] const ssize_t written =
-        write(STDOUT_FILENO, kShowCursorAndWrapLines, sizeof kShowCursorAndWrapLines - 1);
-    raise(SIGSTOP);
+    sleepAsked = 1;
 }
 
 } // namespace
@@ -279,6 +278,16 @@ InPlace::~InPlace()
     // Ctrl-C has left its echo on the line.
     std::cout << "\r\x1b[K" << kShowCursorAndWrapLines << std::flush;
     std::signal(SIGTSTP, SIG_DFL);
+}
+
+void InPlace::sleepIfAsked()
+{
+    if (sleepAsked == 0)
+        return;
+    sleepAsked = 0;
+    std::cout << "\r\x1b[K" << kShowCursorAndWrapLines << std::flush;
+    raise(SIGSTOP);
+    drawn_ = 0; // the shell has written below since
 }
 
 void InPlace::draw(const std::vector<std::string>& lines, TerminalSize size)

@@ -67,6 +67,9 @@ public:
 
     void draw(const std::vector<std::string>& lines, TerminalSize size);
 
+    /// After Ctrl-Z: gives the shell a usable terminal and sleeps until woken.
+    void sleepIfAsked();
+
 private:
     std::size_t drawn_ = 0; ///< lines above the cursor
     std::optional<int> columns_;

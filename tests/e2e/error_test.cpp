@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 
 namespace e2e {
 namespace {
@@ -18,6 +19,11 @@ struct NoController {
     const char* read;     ///< what read says behind "panelhost: ADDRESS: "
     const char* identify; ///< what identify says
 };
+
+void PrintTo(const NoController& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 class ErrorWithout : public testing::TestWithParam<NoController> {};
 
@@ -79,6 +85,11 @@ struct Fault {
     const char* words;
     int exitCode;
 };
+
+void PrintTo(const Fault& row, std::ostream* out)
+{
+    *out << row.fault;
+}
 
 class ErrorUnder : public testing::TestWithParam<Fault> {};
 

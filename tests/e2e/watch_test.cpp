@@ -133,11 +133,11 @@ TEST_F(WatchOnTerminal, LeavesTheTerminalUsableWhileItSleeps)
     ASSERT_TRUE(watch.waitFor(" good "));
     EXPECT_FALSE(watch.screen().cursorVisible());
     watch.press(kCtrlZ);
-    watch.readFor(std::chrono::milliseconds(500));
+    watch.readFor(std::chrono::milliseconds(1000));
     EXPECT_TRUE(watch.screen().cursorVisible());
     EXPECT_TRUE(watch.screen().wrapsLines());
     watch.signal(SIGCONT);
-    watch.readFor(std::chrono::milliseconds(500));
+    watch.readFor(std::chrono::milliseconds(1000));
     EXPECT_FALSE(watch.screen().cursorVisible()) << "it goes on";
     watch.press(kCtrlC);
     EXPECT_EQ(watch.finish(), 0);

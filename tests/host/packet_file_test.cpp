@@ -67,6 +67,11 @@ struct Network {
     const char* header;
 };
 
+void PrintTo(const Network& network, std::ostream* out)
+{
+    *out << network.name;
+}
+
 class PacketFileOn : public testing::TestWithParam<Network> {};
 
 TEST_P(PacketFileOn, ThisNetworkGivesTheSegment)
