@@ -74,7 +74,12 @@ private:
 /// Appends fields to a byte vector.
 class ByteWriter {
 public:
-    explicit ByteWriter(Bytes& target) : target_(target) {}
+    /// Most messages are short: one allocation is enough for them.
+    explicit ByteWriter(Bytes& target) : target_(target)
+    {
+        if (target.empty())
+            target.reserve(kShortMessage);
+    }
 
     ByteWriter& u8(std::uint8_t value) { return little(value, 1); }
     ByteWriter& u16(std::uint16_t value) { return little(value, 2); }
@@ -100,6 +105,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kShortMessage = 64;
+
     Bytes& target_;
 };
 

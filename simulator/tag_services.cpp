@@ -33,7 +33,6 @@ std::optional<CipReply> rangeRefusal(std::uint8_t serviceCode, const Tag& tag, s
 Bytes typeAnd(const Tag& tag, ByteView values)
 {
     Bytes data;
-    data.reserve(2 + values.size());
     ByteWriter(data).u16(tag.type().code).append(values);
     return data;
 }
