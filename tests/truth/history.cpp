@@ -10,7 +10,7 @@
 namespace truth {
 namespace {
 
-constexpr Stamp kSecond = 1000 * 1000;
+constexpr Stamp kSecond = 1000000;
 constexpr Stamp kKept = 60 * kSecond; // far longer than any value stays good
 
 /// A pipe that nobody has to wait for: the reader is there before the writer, and what the simulator
