@@ -1,9 +1,10 @@
-# Configures SOURCE with OPTIONS and expects to be refused with the sentence REFUSAL.
+# Configures SOURCE with OPTIONS for GENERATOR, the only one that need be there, and expects to be
+# refused with the sentence REFUSAL.
 
 separate_arguments(OPTIONS)
 file(REMOVE_RECURSE ${SCRATCH})
 execute_process(
-  COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${SCRATCH} ${OPTIONS}
+  COMMAND ${CMAKE_COMMAND} -G "${GENERATOR}" -S ${SOURCE} -B ${SCRATCH} ${OPTIONS}
   RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
 file(REMOVE_RECURSE ${SCRATCH})
 
